@@ -1,0 +1,304 @@
+#include "codecs/LImage.h"
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#include "codecs/LImageProcess.h"
+
+LImageCodecID LImageGetCodecFromEncoding(int encoding)
+{
+    static const LImageCodecID map[] = {LImageCodecJPEG, LImageCodecBMP,  LImageCodecGIF, LImageCodecPCX,
+                                        LImageCodecPNG,  LImageCodecPNM,  LImageCodecPSD, LImageCodecRAS,
+                                        LImageCodecTGA,  LImageCodecTIFF, LImageCodecWBMP};
+    return encoding >= 0 && encoding <= 10 ? map[encoding] : LImageCodecUnknown;
+}
+
+static bool CopyPath(char (&out)[kLImagePathSize], const char* path)
+{
+    if (!path || strlen(path) >= kLImagePathSize)
+    {
+        out[0] = 0;
+        return false;
+    }
+    strcpy(out, path);
+    return true;
+}
+
+bool LProcessImageLoadFile::SetFilePath(const char* path)
+{
+    return CopyPath(szFilePath, path);
+}
+
+bool LProcessImageSaveFile::SetFilePath(const char* path)
+{
+    return CopyPath(szFilePath, path);
+}
+
+// The name behind the last separator; at most 258 characters of it are shown.
+static void FileNameForStatus(char (&out)[260], const char* path)
+{
+    const char* name = path;
+    for (const char* p = path; *p; ++p)
+        if (*p == '/' || *p == '\\')
+            name = p + 1;
+    snprintf(out, sizeof(out), "%.258s", name);
+}
+
+static bool FileExists(const char* path)
+{
+    struct stat st;
+    return stat(path, &st) == 0 && !S_ISDIR(st.st_mode);
+}
+
+// A fresh, unique file beside the target, so that the final move is a rename on one file system.
+static bool MakeTempPathBeside(std::vector<char>& out, const char* target)
+{
+    const char* slash = strrchr(target, '/');
+    const std::string folder = slash ? std::string(target, size_t(slash - target) + 1) : std::string();
+    std::string templ = folder + ".quendrel-save-XXXXXX";
+    out.assign(templ.begin(), templ.end());
+    out.push_back(0);
+    const int fd = mkstemp(out.data());
+    if (fd < 0)
+        return false;
+    close(fd);
+    return true;
+}
+
+LProcessResult Process(LProcessInterface& process, LProcessImageLoadFile& d)
+{
+    d.iBitDepth = 0;
+    if (!d.lpImage)
+        return LProcessResultFailed;
+    char name[260];
+    FileNameForStatus(name, d.szFilePath);
+    process.SetStatusF(0, "Loading %s", name);
+    if (!FileExists(d.szFilePath))
+    {
+        process.SetError("The file could not be found.");
+        return LProcessResultFailed;
+    }
+    LImageCodec codec;
+    if (!codec.InitFromFilePath(d.szFilePath))
+    {
+        process.SetError("The file type is not recognized.");
+        return LProcessResultFailed;
+    }
+    if (d.lpVetoer && !d.lpVetoer->IsEnabled(codec, LImageIORead))
+    {
+        process.SetError("The file format is not supported.");
+        return LProcessResultFailed;
+    }
+    LInputStream<LInputStreamFile> stream;
+    if (!stream.Open(d.szFilePath, LFileLockShared, d.iTimeoutMs))
+    {
+        process.SetError("The file could not be opened.");
+        return LProcessResultFailed;
+    }
+    LProcessImageLoad<LInputStreamFile> load;
+    load.lpStream = &stream;
+    load.codec = codec;
+    load.lpImage = d.lpImage;
+    LProcessInterfaceSubProcess sub(process, 0.0, 1.0);
+    const LProcessResult r = Process(sub, load);
+    d.iBitDepth = r == LProcessResultSuccess ? load.iBitDepth : 0;
+    return r;
+}
+
+LProcessResult Process(LProcessInterface& process, LProcessImageSaveFile& d)
+{
+    if (!d.lpImage)
+        return LProcessResultFailed;
+    char name[260];
+    FileNameForStatus(name, d.szFilePath);
+    process.SetStatusF(0, "Saving %s", name);
+    LImageCodec codec;
+    if (!codec.InitFromFilePath(d.szFilePath))
+    {
+        process.SetError("The file type is not recognized.");
+        return LProcessResultFailed;
+    }
+    if (d.lpVetoer && !d.lpVetoer->IsEnabled(codec, LImageIOWrite))
+    {
+        process.SetError("The file format is not supported.");
+        return LProcessResultFailed;
+    }
+    std::vector<char> temp;
+    LOutputStream<LOutputStreamFile> stream;
+    if (!MakeTempPathBeside(temp, d.szFilePath) ||
+        !stream.Open(temp.data(), LFileLockExclusive, d.iTimeoutMs))
+    {
+        if (!temp.empty())
+            unlink(temp.data());
+        process.SetError("The file could not be opened.");
+        return LProcessResultFailed;
+    }
+    LProcessImageSave<LOutputStreamFile> save;
+    save.lpImage = d.lpImage;
+    save.codec = codec;
+    save.settings = d.settings;
+    save.lpStream = &stream;
+    LProcessInterfaceSubProcess sub(process, 0.0, 1.0);
+    LProcessResult r = Process(sub, save);
+    bool moved = false;
+    if (r == LProcessResultSuccess)
+    {
+        // A new file takes the usual permissions of the user's files, not the private ones of
+        // the temporary file; a replaced file keeps its own.
+        struct stat st;
+        mode_t mode;
+        if (stat(d.szFilePath, &st) == 0)
+            mode = st.st_mode & 07777;
+        else
+        {
+            const mode_t mask = umask(0);
+            umask(mask);
+            mode = 0666 & ~mask;
+        }
+        if (!stream.Close() || chmod(temp.data(), mode) != 0 || rename(temp.data(), d.szFilePath) != 0)
+        {
+            process.SetError("File could not be written.");
+            r = LProcessResultFailed;
+        }
+        else
+            moved = true;
+    }
+    stream.Close();
+    if (!moved)
+        unlink(temp.data());
+    return r;
+}
+
+namespace LImage
+{
+int Load(LProcessInterface& process, LImageBuffer& image, const char* path, int timeoutMs,
+         const LImageCodecVetoer* vetoer)
+{
+    LProcessImageLoadFile data;
+    if (!data.SetFilePath(path))
+    {
+        process.SetError("The file could not be found.");
+        return 0;
+    }
+    data.iTimeoutMs = timeoutMs;
+    data.lpVetoer = vetoer;
+    data.lpImage = &image;
+    return Process(process, data) == LProcessResultSuccess ? data.iBitDepth : 0;
+}
+
+int Load(LImageBuffer& image, const char* path, int timeoutMs)
+{
+    LProcessInterfaceVoid process;
+    return Load(process, image, path, timeoutMs, nullptr);
+}
+
+int Load(LImageBuffer& image, const void* data, size_t size, Encoding encoding)
+{
+    const LImageCodecID codec = LImageGetCodecFromEncoding(encoding);
+    if (codec == LImageCodecUnknown || !data)
+        return 0;
+    LProcessInterfaceVoid process;
+    LInputStream<LInputStreamBuffer> stream;
+    stream.SetBuffer(data, size);
+    LProcessImageLoad<LInputStreamBuffer> load;
+    load.lpStream = &stream;
+    load.codec = LImageCodec(codec);
+    load.lpImage = &image;
+    return Process(process, load) == LProcessResultSuccess ? load.iBitDepth : 0;
+}
+
+int LoadResource(LImageBuffer& image, int id, Encoding encoding)
+{
+    const char* type;
+    switch (encoding)
+    {
+    case JPEG:
+        type = "jpg";
+        break;
+    case BMP:
+        type = "bmp";
+        break;
+    case GIF:
+        type = "gif";
+        break;
+    case PNG:
+        type = "png";
+        break;
+    default:
+        return 0;
+    }
+    char folder[kLImagePathSize];
+    if (!LImageGetResourcesFolder(folder, sizeof(folder)))
+        return 0;
+    char path[kLImagePathSize + 64];
+    snprintf(path, sizeof(path), "%s/resources/%s/%d.%s", folder, type, id, type);
+    FILE* f = fopen(path, "rb");
+    if (!f)
+        return 0;
+    std::vector<uint8_t> bytes;
+    uint8_t block[65536];
+    size_t n;
+    while ((n = fread(block, 1, sizeof(block), f)) > 0)
+        bytes.insert(bytes.end(), block, block + n);
+    const bool ok = !ferror(f);
+    fclose(f);
+    return ok ? Load(image, bytes.data(), bytes.size(), encoding) : 0;
+}
+
+bool Save(LProcessInterface& process, const LImageBuffer& image, const char* path,
+          const LImageEncodeSettings& settings, int timeoutMs, const LImageCodecVetoer* vetoer)
+{
+    LProcessImageSaveFile data;
+    if (!data.SetFilePath(path))
+    {
+        process.SetError("The file could not be opened.");
+        return false;
+    }
+    data.lpImage = &image;
+    data.settings = settings;
+    data.iTimeoutMs = timeoutMs;
+    data.lpVetoer = vetoer;
+    return Process(process, data) == LProcessResultSuccess;
+}
+
+bool Save(const LImageBuffer& image, const char* path, const LImageEncodeSettings& settings, int timeoutMs)
+{
+    LProcessInterfaceVoid process;
+    return Save(process, image, path, settings, timeoutMs, nullptr);
+}
+
+bool Save(const LImageBuffer& image, const char* path)
+{
+    return Save(image, path, LImageEncodeSettings(), kLImageDefaultLockTimeoutMs);
+}
+} // namespace LImage
+
+bool LImageGetResourcesFolder(char* out, size_t size)
+{
+    // Installed: ../share/quendrel beside the executable; in a build tree: the nearest folder
+    // upwards that holds "resources".
+    char exe[PATH_MAX];
+    const ssize_t n = readlink("/proc/self/exe", exe, sizeof(exe) - 1);
+    if (n <= 0)
+        return false;
+    exe[n] = 0;
+    std::string dir(exe);
+    dir.erase(dir.rfind('/'));
+    struct stat st;
+    const std::string installed = dir + "/../share/quendrel";
+    if (stat((installed + "/resources").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+        return snprintf(out, size, "%s", installed.c_str()) < int(size);
+    while (!dir.empty())
+    {
+        if (stat((dir + "/resources").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+            return snprintf(out, size, "%s", dir.c_str()) < int(size);
+        dir.erase(dir.rfind('/'));
+    }
+    return false;
+}
