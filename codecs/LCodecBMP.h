@@ -3,6 +3,7 @@
 // palette, pixels) and the 14-byte file header around it. The DIB layer also serves alone on memory
 // streams. Failure is result 2 with no message of its own; the registry words it.
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -166,22 +167,27 @@ inline void PutPixel(uint8_t* row, int x, bool rgba, LPixelColour c)
 }
 
 // Run-length data, always bottom-up. A literal run is padded to a whole 16-bit word of data.
+// Some writers encode each row up to its 4-byte boundary; pixels in that padding are dropped,
+// anything further out is damage.
 template <class Base>
 LProcessResult DecodeRLE(LProcessInterface& process, LInputStream<Base>& s, LImageBuffer& image,
                          const LPixelColour* palette, uint32_t colours, bool rle4)
 {
     const int w = image.GetWidth(), h = image.GetHeight();
+    const int padded = rle4 ? int(((int64_t(w) * 4 + 31) / 32) * 8) : int(((int64_t(w) * 8 + 31) / 32) * 4);
     LCodecProgress progress(process, 0.0, 1.0, false);
     int row = 0, col = 0;
     bool end = false;
     auto put = [&](unsigned index) -> bool
     {
-        if (index >= colours || row >= h || col >= w)
+        if (index >= colours || row >= h || col >= padded)
             return false;
-        PutPixel(image.GetRow(h - 1 - row), col++, false, palette[index]);
+        if (col < w)
+            PutPixel(image.GetRow(h - 1 - row), col, false, palette[index]);
+        ++col;
         return true;
     };
-    while (row <= h && col <= w && !end)
+    while (row <= h && col <= padded && !end)
     {
         uint8_t count, value;
         if (!s.ReadUInt8(count) || !s.ReadUInt8(value))
@@ -194,7 +200,7 @@ LProcessResult DecodeRLE(LProcessInterface& process, LInputStream<Base>& s, LIma
         }
         else if (value == 0)
         {
-            if (col != w)
+            if (col < w)
                 return LProcessResultFailed;
             ++row;
             col = 0;
@@ -203,7 +209,7 @@ LProcessResult DecodeRLE(LProcessInterface& process, LInputStream<Base>& s, LIma
         }
         else if (value == 1)
         {
-            if (int64_t(row) * w + col < int64_t(w) * h)
+            if (int64_t(row) * w + std::min(col, w) < int64_t(w) * h)
                 return LProcessResultFailed; // a bitmap must be completely filled
             end = true;
         }
