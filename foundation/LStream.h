@@ -14,6 +14,10 @@ enum LFileLockMode : int
     LFileLockExclusive = 2, // writers
 };
 
+// Takes an advisory lock on an open descriptor, polling every 10 ms for up to timeoutMs
+// (a negative time-out waits forever). False when the time-out passes first.
+bool LFileLockWait(int file, LFileLockMode lock, int timeoutMs);
+
 // Read side of a file, with an 8192-byte read buffer.
 class LInputStreamFile
 {
@@ -38,7 +42,10 @@ public:
     int64_t GetSize64() const;
 
 private:
+    bool FillBuffer(int64_t position);
+
     int iFile = -1;
+    int64_t iFileSize = 0;
     int64_t iBufferFilePos = 0; // file position of arBuffer[0]
     size_t nBufferFill = 0;
     size_t nBufferPos = 0;
@@ -148,8 +155,12 @@ public:
     int64_t Tell64() const;
     bool Seek64(int64_t position);
     bool Flush();
+    // False once any write, seek or flush has failed; Close reports it too.
+    bool IsGood() const { return !bFailed; }
 
 private:
+    static constexpr size_t kBufferSize = 65536;
+
     int iFile = -1;
     bool bFailed = false;
     size_t nBufferFill = 0;
