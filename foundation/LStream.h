@@ -37,9 +37,11 @@ public:
     // Bytes actually read (fewer at the end of the file).
     size_t ReadRaw(void* data, size_t size);
     int64_t Tell64() const;
+    // False for a position before the start or past the end (the end itself is fine). A seek
+    // that stays inside the read buffer doesn't touch the file.
     bool Seek64(int64_t position);
     bool SeekOffset64(int64_t offset);
-    int64_t GetSize64() const;
+    int64_t GetSize64() const; // as it was when opened
 
 private:
     bool FillBuffer(int64_t position);
@@ -153,6 +155,7 @@ public:
 
     bool WriteRaw(const void* data, size_t size);
     int64_t Tell64() const;
+    // Flushes first; writing after a seek past the end leaves a gap of zeros.
     bool Seek64(int64_t position);
     bool Flush();
     // False once any write, seek or flush has failed; Close reports it too.
@@ -174,6 +177,7 @@ public:
     bool IsOpen() const { return true; }
     bool WriteRaw(const void* data, size_t size);
     int64_t Tell64() const { return int64_t(nPos); }
+    // May go past the end; the next write fills the gap with zeros.
     bool Seek64(int64_t position);
     const uint8_t* GetData() const { return arData.data(); }
     size_t GetSize() const { return arData.size(); }

@@ -14,33 +14,6 @@
 
 namespace
 {
-// Sets an environment variable for one scope.
-class ScopedEnv
-{
-public:
-    ScopedEnv(const char* name, const std::string& value) : szName(name)
-    {
-        if (const char* old = getenv(name))
-        {
-            bHad = true;
-            sOld = old;
-        }
-        setenv(name, value.c_str(), 1);
-    }
-    ~ScopedEnv()
-    {
-        if (bHad)
-            setenv(szName, sOld.c_str(), 1);
-        else
-            unsetenv(szName);
-    }
-
-private:
-    const char* szName;
-    bool bHad = false;
-    std::string sOld;
-};
-
 mode_t ModeOf(const std::string& path)
 {
     struct stat st;
@@ -97,10 +70,7 @@ TEST(File, ExistenceAndReadOnly)
     ASSERT_TRUE(TestWriteFile(file, "x"));
     EXPECT_TRUE(LFile::TestFileExists(file.c_str()));
     EXPECT_FALSE(LFile::TestFolderExists(file.c_str()));
-    EXPECT_TRUE(LFile::TestFolderExists(dir.Path().c_str()));
-    EXPECT_TRUE(LFile::IsFolder(dir.Path().c_str()));
     EXPECT_FALSE(LFile::TestFileExists(dir.Path().c_str()));
-    EXPECT_FALSE(LFile::TestFileExists(dir.File("missing").c_str()));
 
     EXPECT_FALSE(LFile::TestFileReadOnly(file.c_str()));
     EXPECT_FALSE(LFile::TestFileReadOnly(dir.File("missing").c_str()));
@@ -113,10 +83,6 @@ TEST(File, ExistenceAndReadOnly)
     EXPECT_TRUE(LFile::CreateFolder(nested.c_str()));
     EXPECT_EQ(ModeOf(nested) & 0077, 0u);
     EXPECT_FALSE(LFile::CreateFolder((file + "/sub").c_str()));
-
-    EXPECT_TRUE(LFile::DeleteFile(file.c_str()));
-    EXPECT_FALSE(LFile::TestFileExists(file.c_str()));
-    EXPECT_FALSE(LFile::DeleteFile(file.c_str()));
 }
 
 TEST(File, FolderIteration)

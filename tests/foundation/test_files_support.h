@@ -2,6 +2,8 @@
 // A private temporary folder per test, removed with its contents afterwards.
 
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <cstdlib>
 #include <ftw.h>
 #include <string>
@@ -35,23 +37,33 @@ private:
 
 inline std::string TestReadFile(const std::string& path)
 {
-    std::string data;
-    if (FILE* f = fopen(path.c_str(), "rb"))
-    {
-        char chunk[4096];
-        size_t n;
-        while ((n = fread(chunk, 1, sizeof(chunk), f)) > 0)
-            data.append(chunk, n);
-        fclose(f);
-    }
-    return data;
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 inline bool TestWriteFile(const std::string& path, const std::string& data)
 {
-    FILE* f = fopen(path.c_str(), "wb");
-    if (!f)
-        return false;
-    bool ok = fwrite(data.data(), 1, data.size(), f) == data.size();
-    return fclose(f) == 0 && ok;
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(data.data(), std::streamsize(data.size()));
+    out.close();
+    return out.good();
 }
+
+// Sets an environment variable for one scope.
+class ScopedEnv
+{
+public:
+    ScopedEnv(const char* name, const std::string& value) : szName(name)
+    {
+        const char* old = getenv(name);
+        bHad = old != nullptr;
+        sOld = old ? old : "";
+        setenv(name, value.c_str(), 1);
+    }
+    ~ScopedEnv() { bHad ? setenv(szName, sOld.c_str(), 1) : unsetenv(szName); }
+
+private:
+    const char* szName;
+    bool bHad;
+    std::string sOld;
+};

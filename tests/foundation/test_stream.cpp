@@ -21,47 +21,33 @@ std::string Pattern(size_t size)
     return data;
 }
 
-// Reads every typed form from a stream over 01 02 03 ... 0F and then checks that each fails
-// at the end, where fewer bytes remain than the form needs.
+// Reads every typed form from a stream over 01 02 03 ... 0F, then checks that each form fails
+// where fewer bytes remain than it needs.
 template <class Stream>
 void CheckTypedReads(Stream& s)
 {
     uint8_t b;
-    uint16_t u16;
-    uint32_t u32;
+    uint16_t u16, u16be;
+    uint32_t u32, u32be;
     int32_t s32;
     uint64_t u64;
-    ASSERT_TRUE(s.ReadUInt8(b));
+    ASSERT_TRUE(s.ReadUInt8(b) && s.ReadUInt16LE(u16) && s.ReadUInt16BE(u16be) && s.ReadUInt32LE(u32) &&
+                s.ReadUInt32BE(u32be));
     EXPECT_EQ(b, 0x01);
-    ASSERT_TRUE(s.ReadUInt16LE(u16));
     EXPECT_EQ(u16, 0x0302);
-    ASSERT_TRUE(s.ReadUInt16BE(u16));
-    EXPECT_EQ(u16, 0x0405);
-    ASSERT_TRUE(s.ReadUInt32LE(u32));
+    EXPECT_EQ(u16be, 0x0405);
     EXPECT_EQ(u32, 0x09080706u);
-    ASSERT_TRUE(s.ReadUInt32BE(u32));
-    EXPECT_EQ(u32, 0x0A0B0C0Du);
+    EXPECT_EQ(u32be, 0x0A0B0C0Du);
     EXPECT_EQ(s.Tell64(), 13);
-    // Two bytes left: every form wider than that fails.
-    EXPECT_FALSE(s.ReadUInt32LE(u32));
-    ASSERT_TRUE(s.Seek64(13));
-    EXPECT_FALSE(s.ReadUInt32BE(u32));
-    ASSERT_TRUE(s.Seek64(13));
-    EXPECT_FALSE(s.ReadSInt32LE(s32));
-    ASSERT_TRUE(s.Seek64(13));
-    EXPECT_FALSE(s.ReadUInt64LE(u64));
-    ASSERT_TRUE(s.Seek64(13));
-    ASSERT_TRUE(s.ReadUInt16LE(u16));
+    // Two bytes left.
+    EXPECT_FALSE(s.ReadUInt32LE(u32) || (s.Seek64(13), s.ReadUInt32BE(u32)) ||
+                 (s.Seek64(13), s.ReadSInt32LE(s32)) || (s.Seek64(13), s.ReadUInt64LE(u64)));
+    ASSERT_TRUE(s.Seek64(13) && s.ReadUInt16LE(u16));
     EXPECT_EQ(u16, 0x0F0E);
-    EXPECT_FALSE(s.ReadUInt8(b));
-    EXPECT_FALSE(s.ReadUInt16LE(u16));
-    EXPECT_FALSE(s.ReadUInt16BE(u16));
-    // Signed and 64-bit values from the start.
-    ASSERT_TRUE(s.Seek64(0));
-    ASSERT_TRUE(s.ReadUInt64LE(u64));
+    EXPECT_FALSE(s.ReadUInt8(b) || s.ReadUInt16LE(u16) || s.ReadUInt16BE(u16));
+    ASSERT_TRUE(s.Seek64(0) && s.ReadUInt64LE(u64));
     EXPECT_EQ(u64, 0x0807060504030201ull);
-    EXPECT_FALSE(s.Seek64(16)); // past the end
-    EXPECT_FALSE(s.Seek64(-1));
+    EXPECT_FALSE(s.Seek64(16) || s.Seek64(-1));
     EXPECT_TRUE(s.SeekOffset64(-8));
     EXPECT_EQ(s.Tell64(), 0);
 }
@@ -114,11 +100,10 @@ TEST(Stream, FileReadsAcrossBufferBoundariesAndSeeks)
     EXPECT_EQ(s.Tell64(), int64_t(data.size()));
 
     // Backward and forward seeks land on the right bytes.
-    for (int64_t pos : {int64_t(0), int64_t(49999), int64_t(8191), int64_t(8192), int64_t(30000), int64_t(3)})
+    for (int64_t pos : {0, 49999, 8191, 8192, 30000, 3})
     {
-        ASSERT_TRUE(s.Seek64(pos));
         uint8_t b;
-        ASSERT_TRUE(s.ReadUInt8(b));
+        ASSERT_TRUE(s.Seek64(pos) && s.ReadUInt8(b));
         EXPECT_EQ(b, uint8_t(data[size_t(pos)])) << pos;
     }
     ASSERT_TRUE(s.Seek64(100));
