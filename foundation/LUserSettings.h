@@ -82,7 +82,10 @@ bool LUserSettingSet(const char* section, const char* key, T value)
     else if constexpr (std::is_floating_point_v<T>)
         return LUserSettingSetDouble(section, key, double(value));
     else
+    {
+        static_assert(std::is_integral_v<T> || std::is_enum_v<T>, "text goes through LUserSettingSetString");
         return LUserSettingSetInt64(section, key, int64_t(value));
+    }
 }
 
 // A stored value outside minimum..maximum (or not a number) gives the default.
