@@ -44,7 +44,7 @@ enum Length
     LengthPtrDiff,  // t
 };
 
-struct Spec
+struct Field
 {
     bool bLeft = false, bPlus = false, bSpace = false, bAlternate = false, bZero = false;
     int iWidth = -1;
@@ -54,40 +54,40 @@ struct Spec
 };
 
 // Writes text padded to the width (characters of text may be cut by the caller's precision).
-void AddPadded(Output& out, const Spec& spec, const char* text, size_t count)
+void AddPadded(Output& out, const Field& field, const char* text, size_t count)
 {
-    size_t width = spec.iWidth > 0 ? size_t(spec.iWidth) : 0;
+    size_t width = field.iWidth > 0 ? size_t(field.iWidth) : 0;
     size_t pad = width > count ? width - count : 0;
-    if (!spec.bLeft)
+    if (!field.bLeft)
         out.Pad(' ', pad);
     out.Add(text, count);
-    if (spec.bLeft)
+    if (field.bLeft)
         out.Pad(' ', pad);
 }
 
 // One numeric conversion through the C library, with the width and precision already resolved.
 template <class Value>
-void AddThroughLibrary(Output& out, const Spec& spec, const char* length, char conversion, Value value)
+void AddThroughLibrary(Output& out, const Field& field, const char* length, char conversion, Value value)
 {
     char format[48];
     char* f = format;
     *f++ = '%';
-    if (spec.bLeft)
+    if (field.bLeft)
         *f++ = '-';
-    if (spec.bPlus)
+    if (field.bPlus)
         *f++ = '+';
-    if (spec.bSpace)
+    if (field.bSpace)
         *f++ = ' ';
-    if (spec.bAlternate)
+    if (field.bAlternate)
         *f++ = '#';
-    if (spec.bZero)
+    if (field.bZero)
         *f++ = '0';
     *f = 0;
     size_t used = size_t(f - format);
-    if (spec.iWidth >= 0)
-        used += size_t(snprintf(format + used, sizeof(format) - used, "%d", spec.iWidth));
-    if (spec.iPrecision >= 0)
-        used += size_t(snprintf(format + used, sizeof(format) - used, ".%d", spec.iPrecision));
+    if (field.iWidth >= 0)
+        used += size_t(snprintf(format + used, sizeof(format) - used, "%d", field.iWidth));
+    if (field.iPrecision >= 0)
+        used += size_t(snprintf(format + used, sizeof(format) - used, ".%d", field.iPrecision));
     snprintf(format + used, sizeof(format) - used, "%s%c", length, conversion);
 
     char local[512];
@@ -154,19 +154,19 @@ unsigned long long UnsignedArgument(Length length, va_list& args)
     }
 }
 
-void AddString(Output& out, const Spec& spec, const char* text)
+void AddString(Output& out, const Field& field, const char* text)
 {
     if (!text)
         text = "(null)";
     size_t n = 0;
-    if (spec.iPrecision >= 0)
+    if (field.iPrecision >= 0)
     {
-        while (n < size_t(spec.iPrecision) && text[n])
+        while (n < size_t(field.iPrecision) && text[n])
             ++n;
     }
     else
         n = strlen(text);
-    AddPadded(out, spec, text, n);
+    AddPadded(out, field, text, n);
 }
 
 void AddJSONEscaped(Output& out, const char* text)
@@ -241,29 +241,29 @@ int _tplprintf(LTextAddFunction add, void* sink, const char* format, va_list arg
         const char* start = percent;
         p = percent + 1;
 
-        Spec spec;
+        Field field;
         for (;; ++p)
         {
             if (*p == '-')
-                spec.bLeft = true;
+                field.bLeft = true;
             else if (*p == '+')
-                spec.bPlus = true;
+                field.bPlus = true;
             else if (*p == ' ')
-                spec.bSpace = true;
+                field.bSpace = true;
             else if (*p == '#')
-                spec.bAlternate = true;
+                field.bAlternate = true;
             else if (*p == '0')
-                spec.bZero = true;
+                field.bZero = true;
             else
                 break;
         }
         if (*p == '*')
         {
-            spec.iWidth = va_arg(args, int);
-            if (spec.iWidth < 0)
+            field.iWidth = va_arg(args, int);
+            if (field.iWidth < 0)
             {
-                spec.bLeft = true;
-                spec.iWidth = spec.iWidth == INT32_MIN ? 0 : -spec.iWidth;
+                field.bLeft = true;
+                field.iWidth = field.iWidth == INT32_MIN ? 0 : -field.iWidth;
             }
             ++p;
         }
@@ -272,7 +272,7 @@ int _tplprintf(LTextAddFunction add, void* sink, const char* format, va_list arg
             long width = 0;
             while (*p >= '0' && *p <= '9')
                 width = width < 100000000 ? width * 10 + (*p++ - '0') : (p++, width);
-            spec.iWidth = int(width);
+            field.iWidth = int(width);
         }
         if (*p == '.')
         {
@@ -280,7 +280,7 @@ int _tplprintf(LTextAddFunction add, void* sink, const char* format, va_list arg
             if (*p == '*')
             {
                 int precision = va_arg(args, int);
-                spec.iPrecision = precision < 0 ? -1 : precision; // a negative one is none
+                field.iPrecision = precision < 0 ? -1 : precision; // a negative one is none
                 ++p;
             }
             else
@@ -288,38 +288,38 @@ int _tplprintf(LTextAddFunction add, void* sink, const char* format, va_list arg
                 long precision = 0;
                 while (*p >= '0' && *p <= '9')
                     precision = precision < 100000000 ? precision * 10 + (*p++ - '0') : (p++, precision);
-                spec.iPrecision = int(precision);
+                field.iPrecision = int(precision);
             }
         }
         switch (*p)
         {
         case 'h':
-            spec.eLength = p[1] == 'h' ? (++p, LengthChar) : LengthShort;
+            field.eLength = p[1] == 'h' ? (++p, LengthChar) : LengthShort;
             ++p;
             break;
         case 'l':
-            spec.eLength = p[1] == 'l' ? (++p, LengthLongLong) : LengthLong;
+            field.eLength = p[1] == 'l' ? (++p, LengthLongLong) : LengthLong;
             ++p;
             break;
         case 'L':
-            spec.eLength = LengthLongLong;
-            spec.bLongDouble = true;
+            field.eLength = LengthLongLong;
+            field.bLongDouble = true;
             ++p;
             break;
         case 'q':
-            spec.eLength = LengthLongLong;
+            field.eLength = LengthLongLong;
             ++p;
             break;
         case 'z':
-            spec.eLength = LengthSize;
+            field.eLength = LengthSize;
             ++p;
             break;
         case 'j':
-            spec.eLength = LengthMax;
+            field.eLength = LengthMax;
             ++p;
             break;
         case 't':
-            spec.eLength = LengthPtrDiff;
+            field.eLength = LengthPtrDiff;
             ++p;
             break;
         default:
@@ -336,13 +336,13 @@ int _tplprintf(LTextAddFunction add, void* sink, const char* format, va_list arg
             break;
         case 'd':
         case 'i':
-            AddThroughLibrary(out, spec, "ll", conversion, SignedArgument(spec.eLength, args));
+            AddThroughLibrary(out, field, "ll", conversion, SignedArgument(field.eLength, args));
             break;
         case 'u':
         case 'x':
         case 'X':
         case 'o':
-            AddThroughLibrary(out, spec, "ll", conversion, UnsignedArgument(spec.eLength, args));
+            AddThroughLibrary(out, field, "ll", conversion, UnsignedArgument(field.eLength, args));
             break;
         case 'e':
         case 'E':
@@ -352,22 +352,22 @@ int _tplprintf(LTextAddFunction add, void* sink, const char* format, va_list arg
         case 'G':
         case 'a':
         case 'A':
-            if (spec.bLongDouble)
-                AddThroughLibrary(out, spec, "L", conversion, va_arg(args, long double));
+            if (field.bLongDouble)
+                AddThroughLibrary(out, field, "L", conversion, va_arg(args, long double));
             else
-                AddThroughLibrary(out, spec, "", conversion, va_arg(args, double));
+                AddThroughLibrary(out, field, "", conversion, va_arg(args, double));
             break;
         case 'p':
-            AddThroughLibrary(out, spec, "", 'p', va_arg(args, void*));
+            AddThroughLibrary(out, field, "", 'p', va_arg(args, void*));
             break;
         case 'c':
         {
             char c = char(va_arg(args, int));
-            AddPadded(out, spec, &c, 1);
+            AddPadded(out, field, &c, 1);
             break;
         }
         case 's':
-            AddString(out, spec, va_arg(args, const char*));
+            AddString(out, field, va_arg(args, const char*));
             break;
         case 'J':
             AddJSONEscaped(out, va_arg(args, const char*));
