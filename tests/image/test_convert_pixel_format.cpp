@@ -149,6 +149,31 @@ TEST(LConvertPixelFormat, AlphaAndRoundingRules)
                 << x << "," << y;
 }
 
+TEST(LConvertPixelFormat, RGBToRGBAOnWideRowsAndLargeImages)
+{
+    // Widths around the 16-pixel groups, and an image large enough to bypass the cache.
+    for (int width : {15, 16, 17, 33, 1203})
+    {
+        const int height = width == 1203 ? 900 : 3;
+        LImageBuffer src, dst;
+        ASSERT_TRUE(LImage::New(src, width, height, B8G8R8));
+        ASSERT_TRUE(LImage::New(dst, width, height));
+        for (int y = 0; y < height; ++y)
+            for (int i = 0; i < width * 3; ++i)
+                src.GetRow(y)[i] = uint8_t(i * 7 + y);
+        std::memset(dst.GetData(), 0, dst.imf.CalculateBufferSize());
+        LConvertPixelFormat(dst, src);
+        int bad = 0;
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+            {
+                const uint8_t* s = src.GetRow(y) + 3 * x;
+                bad += !(PixelAt(dst, x, y) == LPixelColour(s[0], s[1], s[2], 255));
+            }
+        EXPECT_EQ(bad, 0) << "width " << width;
+    }
+}
+
 TEST(LConvertPixelFormat, OrientationIsKept)
 {
     LImageBuffer src, dst;
