@@ -84,7 +84,8 @@ public:
 
     // False leaves an invalid buffer: the one signal of exhausted memory.
     bool AllocateNewBuffer(const LImageFormat& format);
-    // As AllocateNewBuffer with a given store, which the buffer takes over.
+    // As AllocateNewBuffer with a given store, which the buffer takes over (also on failure). The
+    // format's buffer encoding is kept, so a store of three plane pointers can be handed in.
     bool AllocateNewStore(const LImageFormat& format, LImageBufferStore* store);
     // Moves: takes format and store of other and leaves it empty.
     void Assign(LImageBuffer& other);
