@@ -1,0 +1,38 @@
+#pragma once
+// PNM reader and writer, as processes over the stream classes. Failure is result 2 with no message
+// of its own; the registry words it.
+
+#include "codecs/LImageEncodeSettings.h"
+#include "foundation/LProcessInterface.h"
+#include "foundation/LStream.h"
+#include "image/LImageBuffer.h"
+
+template <class Base>
+struct LProcessPNMLoad
+{
+    LInputStream<Base>* lpStream = nullptr;
+    LImageBuffer* lpImage = nullptr;
+    int iBitDepth = 0; // of the file, set on success
+};
+
+template <class Base>
+struct LProcessPNMSave
+{
+    LOutputStream<Base>* lpStream = nullptr;
+    const LImageBuffer* lpImage = nullptr;
+    LCODEC_PNM_EncodeSettings settings;
+};
+
+template <class Base>
+LProcessResult Process(LProcessInterface& process, LProcessPNMLoad<Base>& data)
+{
+    (void)process, (void)data;
+    return LProcessResultFailed; // FIXME: not written yet
+}
+
+template <class Base>
+LProcessResult Process(LProcessInterface& process, LProcessPNMSave<Base>& data)
+{
+    (void)process, (void)data;
+    return LProcessResultFailed; // FIXME: not written yet
+}
