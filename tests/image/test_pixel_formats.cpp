@@ -46,14 +46,14 @@ TEST(LPixelFormats, ValueClassSets)
     EXPECT_EQ(back, LPFB8G8R8A8(49, 156, 230, 0));
 
     // Green between five and six bits goes through the widened value: 6-bit 11 is 45, whose top
-    // five bits are 5; 5-bit 3 is 25, whose top six bits are 6.
+    // five bits are 5; 5-bit 17 is 140, whose top six bits are 35 (a plain shift would give 34).
     LPFB5G6R5 g6{uint16_t(11 << 5)};
     LPFB5G5R5X1 x;
     x.Set(g6);
     EXPECT_EQ(x.w, 5 << 5);
-    LPFB5G5R5A1 g5{uint16_t(3 << 5)};
+    LPFB5G5R5A1 g5{uint16_t(17 << 5)};
     g6.Set(g5);
-    EXPECT_EQ(g6.w, 6 << 5);
+    EXPECT_EQ(g6.w, 35 << 5);
 }
 
 TEST(LImageIterator, ReadsEveryFormat)
