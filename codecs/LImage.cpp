@@ -1,6 +1,5 @@
 #include "codecs/LImage.h"
 
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "codecs/LImageProcess.h"
+#include "foundation/LFile.h"
 
 LImageCodecID LImageGetCodecFromEncoding(int encoding)
 {
@@ -50,27 +50,6 @@ static void FileNameForStatus(char (&out)[260], const char* path)
     snprintf(out, sizeof(out), "%.258s", name);
 }
 
-static bool FileExists(const char* path)
-{
-    struct stat st;
-    return stat(path, &st) == 0 && !S_ISDIR(st.st_mode);
-}
-
-// A fresh, unique file beside the target, so that the final move is a rename on one file system.
-static bool MakeTempPathBeside(std::vector<char>& out, const char* target)
-{
-    const char* slash = strrchr(target, '/');
-    const std::string folder = slash ? std::string(target, size_t(slash - target) + 1) : std::string();
-    std::string templ = folder + ".quendrel-save-XXXXXX";
-    out.assign(templ.begin(), templ.end());
-    out.push_back(0);
-    const int fd = mkstemp(out.data());
-    if (fd < 0)
-        return false;
-    close(fd);
-    return true;
-}
-
 LProcessResult Process(LProcessInterface& process, LProcessImageLoadFile& d)
 {
     d.iBitDepth = 0;
@@ -79,7 +58,7 @@ LProcessResult Process(LProcessInterface& process, LProcessImageLoadFile& d)
     char name[260];
     FileNameForStatus(name, d.szFilePath);
     process.SetStatusF(0, "Loading %s", name);
-    if (!FileExists(d.szFilePath))
+    if (!LFile::TestFileExists(d.szFilePath))
     {
         process.SetError("The file could not be found.");
         return LProcessResultFailed;
@@ -111,6 +90,25 @@ LProcessResult Process(LProcessInterface& process, LProcessImageLoadFile& d)
     return r;
 }
 
+// Read without changing it: umask() would change it for every thread for a moment.
+static mode_t CurrentUmask()
+{
+    mode_t mask = 022;
+    if (FILE* f = fopen("/proc/self/status", "r"))
+    {
+        char line[256];
+        unsigned value;
+        while (fgets(line, sizeof(line), f))
+            if (sscanf(line, "Umask: %o", &value) == 1)
+            {
+                mask = mode_t(value);
+                break;
+            }
+        fclose(f);
+    }
+    return mask;
+}
+
 LProcessResult Process(LProcessInterface& process, LProcessImageSaveFile& d)
 {
     if (!d.lpImage)
@@ -129,13 +127,13 @@ LProcessResult Process(LProcessInterface& process, LProcessImageSaveFile& d)
         process.SetError("The file format is not supported.");
         return LProcessResultFailed;
     }
-    std::vector<char> temp;
+    // Beside the target, so that the final move is one rename on the same file system.
+    char temp[LFILE_MAX_PATH] = {};
     LOutputStream<LOutputStreamFile> stream;
-    if (!MakeTempPathBeside(temp, d.szFilePath) ||
-        !stream.Open(temp.data(), LFileLockExclusive, d.iTimeoutMs))
+    if (!LFileTempPath(temp, d.szFilePath, nullptr) || !stream.Open(temp, LFileLockExclusive, d.iTimeoutMs))
     {
-        if (!temp.empty())
-            unlink(temp.data());
+        if (temp[0])
+            LFile::DeleteFile(temp);
         process.SetError("The file could not be opened.");
         return LProcessResultFailed;
     }
@@ -156,12 +154,8 @@ LProcessResult Process(LProcessInterface& process, LProcessImageSaveFile& d)
         if (stat(d.szFilePath, &st) == 0)
             mode = st.st_mode & 07777;
         else
-        {
-            const mode_t mask = umask(0);
-            umask(mask);
-            mode = 0666 & ~mask;
-        }
-        if (!stream.Close() || chmod(temp.data(), mode) != 0 || rename(temp.data(), d.szFilePath) != 0)
+            mode = 0666 & ~CurrentUmask();
+        if (!stream.Close() || chmod(temp, mode) != 0 || !LFile::MoveFile(temp, d.szFilePath))
         {
             process.SetError("File could not be written.");
             r = LProcessResultFailed;
@@ -171,7 +165,7 @@ LProcessResult Process(LProcessInterface& process, LProcessImageSaveFile& d)
     }
     stream.Close();
     if (!moved)
-        unlink(temp.data());
+        LFile::DeleteFile(temp);
     return r;
 }
 
@@ -233,8 +227,8 @@ int LoadResource(LImageBuffer& image, int id, Encoding encoding)
     default:
         return 0;
     }
-    char folder[kLImagePathSize];
-    if (!LImageGetResourcesFolder(folder, sizeof(folder)))
+    char folder[LFILE_MAX_PATH];
+    if (!LFile::GetResourcesFolder(folder))
         return 0;
     char path[kLImagePathSize + 64];
     snprintf(path, sizeof(path), "%s/resources/%s/%d.%s", folder, type, id, type);
@@ -278,27 +272,3 @@ bool Save(const LImageBuffer& image, const char* path)
     return Save(image, path, LImageEncodeSettings(), kLImageDefaultLockTimeoutMs);
 }
 } // namespace LImage
-
-bool LImageGetResourcesFolder(char* out, size_t size)
-{
-    // Installed: ../share/quendrel beside the executable; in a build tree: the nearest folder
-    // upwards that holds "resources".
-    char exe[PATH_MAX];
-    const ssize_t n = readlink("/proc/self/exe", exe, sizeof(exe) - 1);
-    if (n <= 0)
-        return false;
-    exe[n] = 0;
-    std::string dir(exe);
-    dir.erase(dir.rfind('/'));
-    struct stat st;
-    const std::string installed = dir + "/../share/quendrel";
-    if (stat((installed + "/resources").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
-        return snprintf(out, size, "%s", installed.c_str()) < int(size);
-    while (!dir.empty())
-    {
-        if (stat((dir + "/resources").c_str(), &st) == 0 && S_ISDIR(st.st_mode))
-            return snprintf(out, size, "%s", dir.c_str()) < int(size);
-        dir.erase(dir.rfind('/'));
-    }
-    return false;
-}

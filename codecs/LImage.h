@@ -75,6 +75,3 @@ struct LProcessImageSaveFile
 
 LProcessResult Process(LProcessInterface& process, LProcessImageLoadFile& data);
 LProcessResult Process(LProcessInterface& process, LProcessImageSaveFile& data);
-
-// Where the application's resources live: the folder that holds "resources".
-bool LImageGetResourcesFolder(char* out, size_t size);

@@ -4,6 +4,8 @@
 #include <cctype>
 #include <cstring>
 
+#include "foundation/LFile.h"
+
 const LImageCodecInfo arImageCodecInfo[LImageCodecCount] = {
     {"BMP", "BMP", "Microsoft Bitmap", true, true, true, false, -1},
     {"DNG", "DNG", "Digital Negative", true, false, false, false, -1},
@@ -43,29 +45,14 @@ const LImageCodecFileExtInfo arImageCodecFileExtInfo[LImageCodecFileExtCount] = 
     {".tiff", 24}, {".wbmp", 25}, {".webp", 26},
 };
 
-// The extension with its dot, from the last component of the path only.
-static bool GetLowerExtension(char (&ext)[16], const char* path)
-{
-    const char* name = path;
-    for (const char* p = path; *p; ++p)
-        if (*p == '/' || *p == '\\')
-            name = p + 1;
-    const char* dot = strrchr(name, '.');
-    if (!dot || strlen(dot) >= sizeof(ext))
-        return false;
-    size_t i = 0;
-    for (; dot[i]; ++i)
-        ext[i] = char(tolower(static_cast<unsigned char>(dot[i])));
-    ext[i] = 0;
-    return true;
-}
-
 bool LImageCodec::InitFromFilePath(const char* path)
 {
     id = LImageCodecUnknown;
-    char ext[16];
-    if (!path || !GetLowerExtension(ext, path))
+    char ext[LFILE_MAX_PATH];
+    if (!path || !LFile::_GetFileExtensionFromPath(ext, path) || !ext[0])
         return false;
+    for (char* p = ext; *p; ++p)
+        *p = char(tolower(static_cast<unsigned char>(*p)));
     for (const LImageCodecFileExtInfo& e : arImageCodecFileExtInfo)
         if (strcmp(e.szExtension, ext) == 0)
         {
