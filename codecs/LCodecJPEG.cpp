@@ -150,6 +150,8 @@ LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader&
     if (jpeg_read_header(cinfo, TRUE) != JPEG_HEADER_OK || st.src.bHitEnd)
         return LProcessResultFailed;
 
+    // Saved markers live only until the decompression finishes.
+    const int orientation = FindOrientation(cinfo);
     const bool cmyk = cinfo->jpeg_color_space == JCS_CMYK || cinfo->jpeg_color_space == JCS_YCCK;
     if (cmyk)
         cinfo->out_color_space = JCS_CMYK;
@@ -199,7 +201,7 @@ LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader&
     if (st.src.bHitEnd)
         return LProcessResultFailed;
     // Nothing here keeps the EXIF block, so the picture is turned upright once and for all.
-    if (!LCodecApplyOrientation(image, FindOrientation(cinfo)))
+    if (!LCodecApplyOrientation(image, orientation))
         return LProcessResultFailed;
     return LProcessResultSuccess;
 }

@@ -245,10 +245,10 @@ LProcessResult LCodecJPEG2000Encode(LProcessInterface& process, LCodecWriter& ou
     else
     {
         // The quality maps to a compression ratio: 100 keeps everything the irreversible
-        // transform leaves, each ten points less halves the size.
+        // transform leaves, each fifteen points less halves the size.
         const int q = std::clamp(settings.iQuality, 0, 100);
         params.irreversible = 1;
-        params.tcp_rates[0] = q >= 100 ? 0.0f : float(2.0 * std::pow(2.0, (100 - q) / 10.0));
+        params.tcp_rates[0] = q >= 100 ? 0.0f : float(2.0 * std::pow(2.0, (100 - q) / 15.0));
     }
     // Each resolution level halves the picture; a small picture allows fewer.
     while (params.numresolution > 1 && (1u << (params.numresolution - 1)) > std::min(w, h))

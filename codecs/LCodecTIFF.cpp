@@ -137,7 +137,7 @@ LProcessResult LCodecTIFFDecode(LProcessInterface& process, LCodecReader& input,
     if (!TIFFRGBAImageOK(tif.t, message))
         return LProcessResultFailed;
     TIFFRGBAImage img;
-    if (!TIFFRGBAImageBegin(&img, tif.t, 0, message))
+    if (!TIFFRGBAImageBegin(&img, tif.t, 1, message)) // stop at the first damaged strip
         return LProcessResultFailed;
     struct EndImage
     {

@@ -99,6 +99,8 @@ LProcessResult LCodecWEBPDecode(LProcessInterface& process, LCodecReader& input,
         if (status != VP8_STATUS_NOT_ENOUGH_DATA || n == 0 || head.size() > (1u << 24))
             return LProcessResultFailed;
     }
+    if (process.IsToStop())
+        return LProcessResultCancelled;
     if (features.has_animation)
     {
         const LProcessResult r = DecodeAnimation(input, head, image);

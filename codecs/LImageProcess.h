@@ -126,9 +126,14 @@ LProcessResult Process(LProcessInterface& process, LProcessImageLoad<Base>& d)
     }
     }
     if (r == LProcessResultCancelled)
+    {
+        d.lpImage->Destroy();
         return r;
+    }
     if (r != LProcessResultSuccess || !d.lpImage->IsValid())
     {
+        // Whatever a failed decoder left behind is no picture.
+        d.lpImage->Destroy();
         process.SetError("The image could not be loaded.");
         d.iBitDepth = 0;
         return LProcessResultFailed;

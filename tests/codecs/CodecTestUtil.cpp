@@ -25,7 +25,7 @@ TempDir::~TempDir()
 
 bool Shell(const std::string& command)
 {
-    return system((command + " >/dev/null 2>&1").c_str()) == 0;
+    return system((command + " 2>/dev/null").c_str()) == 0;
 }
 
 bool RunPython(const std::string& script, const std::string& dir)
