@@ -26,7 +26,8 @@ void LMainLoopBegin();
 void LMainLoopEnd();
 bool LMainLoopIsMainThread();
 // Runs queued events and timers on the main thread for up to milliseconds, returning early once
-// done() holds (checked after each batch of events). Without done it runs the full time.
+// done(context) holds (checked before each wait for events). Without done it runs the full time.
+// For waits on the main thread that must keep the program responsive, and for tests.
 void LMainLoopProcessEvents(int milliseconds, bool (*done)(void* context) = nullptr, void* context = nullptr);
 
 // Single-shot timers of the main thread. A timer calls callback(context, id) each time it fires

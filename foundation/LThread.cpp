@@ -62,7 +62,6 @@ void LThread::Start(int priority)
     pthread_t handle;
     if (pthread_create(&handle, nullptr, &LThread::ThreadEntry, this) != 0)
         return; // left marked as running; nothing reports it
-    hThread = handle;
     soRunning.Wait(LProcessWaitForever);
     SetPriority(priority);
 }
@@ -155,6 +154,8 @@ void* LThread::ThreadEntry(void* self)
 
 void LThread::ThreadMain()
 {
+    // Set here rather than by Start, which may only get to it after a short run has ended.
+    hThread = pthread_self();
     iThreadId = (int)gettid();
     tlsPriority = iPriority;
     soRunning.Set();

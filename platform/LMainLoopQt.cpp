@@ -29,7 +29,8 @@ struct Booking
     LMainLoopItem* lpItem;
 };
 
-std::mutex gMutex;
+// Recursive: Qt may discard an event inside postEvent, and the event's destructor books it out.
+std::recursive_mutex gMutex;
 std::map<uint64_t, Booking> gBookings; // ordered by serial, which is posting order
 uint64_t gNextSerial = 1;
 std::atomic<bool> gLoopEnded{false};
@@ -37,7 +38,7 @@ QObject* gReceiver = nullptr;
 
 LMainLoopItem* TakeBooking(uint64_t serial)
 {
-    std::lock_guard<std::mutex> guard(gMutex);
+    std::lock_guard<std::recursive_mutex> guard(gMutex);
     auto it = gBookings.find(serial);
     if (it == gBookings.end())
         return nullptr;
@@ -78,7 +79,7 @@ void DropReceiver()
 {
     QObject* receiver;
     {
-        std::lock_guard<std::mutex> guard(gMutex);
+        std::lock_guard<std::recursive_mutex> guard(gMutex);
         receiver = gReceiver;
         gReceiver = nullptr;
     }
@@ -104,7 +105,7 @@ size_t RemoveWhere(const void* owner, bool all)
 {
     std::vector<LMainLoopItem*> removed;
     {
-        std::lock_guard<std::mutex> guard(gMutex);
+        std::lock_guard<std::recursive_mutex> guard(gMutex);
         for (auto it = gBookings.begin(); it != gBookings.end();)
         {
             if (all || it->second.lpOwner == owner)
@@ -132,7 +133,7 @@ bool LMainLoopPost(const void* owner, LMainLoopItem* item)
         delete item;
         return false;
     }
-    std::unique_lock<std::mutex> lock(gMutex);
+    std::unique_lock<std::recursive_mutex> lock(gMutex);
     QObject* receiver = GetReceiver();
     if (!receiver)
     {

@@ -6,32 +6,26 @@
 
 #include <atomic>
 #include <cstring>
+#include <string>
 #include <vector>
 
 namespace
 {
-struct Received
-{
-    int iCode;
-    std::vector<unsigned char> data;
-    size_t nSize;
-    bool bMainThread;
-};
-
 class Collector : public LQueuedNotifyDataHandler
 {
 public:
     void EvQueuedNotifyData(int code, void* data, size_t size) override
     {
-        Received r{code, {}, size, LMainLoopIsMainThread()};
-        if (data)
-            r.data.assign((unsigned char*)data, (unsigned char*)data + size);
-        arReceived.push_back(std::move(r));
+        arCodes.push_back(code);
+        arData.push_back(data ? std::string((char*)data, size) : "size " + std::to_string(size));
+        bAllOnMainThread = bAllOnMainThread && LMainLoopIsMainThread();
     }
-    std::vector<Received> arReceived;
+    std::vector<int> arCodes;
+    std::vector<std::string> arData;
+    bool bAllOnMainThread = true;
 };
 
-// Posts count notifications, each carrying its own index as data.
+// Posts count notifications, each carrying its own index as text.
 class PostingThread : public LThread
 {
 public:
@@ -39,8 +33,8 @@ public:
     ~PostingThread() override { StopThreadNow(); }
     void ThreadFunction() override
     {
-        for (int i = 0; i < nCount && !IsToStop(); ++i)
-            lpTarget->PostNotifyFromSender(i, &i, sizeof(i));
+        for (int i = 0; i < nCount; ++i)
+            lpTarget->PostNotifyFromSender(i, std::to_string(i).c_str(), std::to_string(i).size());
     }
     LQueuedNotifyDataHandler* lpTarget;
     int nCount;
@@ -48,7 +42,6 @@ public:
 
 std::atomic<int> gLiveItems{0};
 
-// Counts its instances, so that a lost or doubly freed item shows.
 class CountedItem : public LThreadRunOnMainThreadData
 {
 public:
@@ -59,51 +52,35 @@ public:
 };
 } // namespace
 
-TEST(LQueuedNotifyDataHandler, WorkerNotificationsArriveInOrderOnTheMainThread)
-{
-    EnsureMainLoop();
-    Collector collector;
-    const int count = 10000;
-    PostingThread worker(collector, count);
-    worker.Start(20);
-    ASSERT_TRUE(PumpUntil([&] { return (int)collector.arReceived.size() == count; }, 20000));
-    worker.StopThreadNow();
-    for (int i = 0; i < count; ++i)
-    {
-        const Received& r = collector.arReceived[i];
-        ASSERT_EQ(r.iCode, i);
-        ASSERT_EQ(r.nSize, sizeof(int));
-        int value;
-        memcpy(&value, r.data.data(), sizeof(value));
-        ASSERT_EQ(value, i);
-        ASSERT_TRUE(r.bMainThread);
-    }
-}
-
-TEST(LQueuedNotifyDataHandler, DataIsCopiedAndNullDataCarriesANumber)
+TEST(LQueuedNotifyDataHandler, WorkerNotificationsArriveInOrderWithTheirData)
 {
     EnsureMainLoop();
     Collector collector;
     char text[] = "abc";
-    collector.PostNotifyFromSender(7, text, sizeof(text));
-    text[0] = 'X'; // the sender's buffer may change or go at once
-    collector.PostNotifyFromSender(5001, nullptr, 42);
-    ASSERT_TRUE(PumpUntil([&] { return collector.arReceived.size() == 2; }));
-    EXPECT_EQ(std::string((char*)collector.arReceived[0].data.data()), "abc");
-    EXPECT_EQ(collector.arReceived[1].iCode, 5001);
-    EXPECT_EQ(collector.arReceived[1].nSize, 42u);
-    EXPECT_TRUE(collector.arReceived[1].data.empty());
+    collector.PostNotifyFromSender(-1, text, 3);
+    text[0] = 'X'; // the sender's buffer may change at once
+    collector.PostNotifyFromSender(-2, nullptr, 42);
+    PostingThread worker(collector, 10000);
+    worker.Start(20);
+    ASSERT_TRUE(PumpUntil([&] { return collector.arCodes.size() == 10002; }, 20000));
+    EXPECT_TRUE(collector.bAllOnMainThread);
+    EXPECT_EQ(collector.arData[0], "abc");
+    EXPECT_EQ(collector.arData[1], "size 42");
+    for (int i = 0; i < 10000; ++i)
+    {
+        ASSERT_EQ(collector.arCodes[i + 2], i);
+        ASSERT_EQ(collector.arData[i + 2], std::to_string(i));
+    }
 }
 
 TEST(LQueuedNotifyDataHandler, NotificationsToADestroyedHandlerAreDroppedAndFreed)
 {
     EnsureMainLoop();
     // Queued before the destruction began, and posted while it runs: neither reaches the
-    // handler, and every copy of the data is freed (ASan sees a leak otherwise).
+    // handler, and every copy of the data is freed (ASan reports a leak otherwise).
     class Dying : public Collector
     {
     public:
-        explicit Dying(int* calls) : lpCalls(calls) {}
         ~Dying() override
         {
             PostingThread late(*this, 100);
@@ -117,14 +94,15 @@ TEST(LQueuedNotifyDataHandler, NotificationsToADestroyedHandlerAreDroppedAndFree
     };
     int calls = 0;
     {
-        Dying handler(&calls);
+        Dying handler;
+        handler.lpCalls = &calls;
         for (int i = 0; i < 100; ++i)
             handler.PostNotifyFromSender(i, "queued", 7);
     }
-    PumpFor(50);
+    PumpFor(30);
     EXPECT_EQ(calls, 0);
 
-    // The same at the level of the runner, counting the items themselves.
+    // The same one level down, counting the items, and after the loop has ended.
     int runs = 0;
     {
         LThreadRunOnMainThread runner;
@@ -133,39 +111,14 @@ TEST(LQueuedNotifyDataHandler, NotificationsToADestroyedHandlerAreDroppedAndFree
         EXPECT_EQ(gLiveItems.load(), 10);
     }
     EXPECT_EQ(gLiveItems.load(), 0);
-    PumpFor(20);
-    EXPECT_EQ(runs, 0);
-
     LThreadRunOnMainThread runner;
+    runner.RunOnMainThread(new CountedItem(&runs));
+    LThreadRunOnMainThread::Destroy();
+    EXPECT_EQ(gLiveItems.load(), 0) << "queued items go with the loop";
+    runner.RunOnMainThread(new CountedItem(&runs));
+    EXPECT_EQ(gLiveItems.load(), 0) << "later ones are destroyed at once";
+    LThreadRunOnMainThread::Init();
     runner.RunOnMainThread(new CountedItem(&runs));
     ASSERT_TRUE(PumpUntil([&] { return runs == 1; }));
     EXPECT_EQ(gLiveItems.load(), 0) << "an item is destroyed after it ran";
-}
-
-TEST(LThreadRunOnMainThread, ItemsAfterTheLoopEndedAreDestroyedAtOnce)
-{
-    EnsureMainLoop();
-    int runs = 0;
-    LThreadRunOnMainThread runner;
-    runner.RunOnMainThread(new CountedItem(&runs));
-    EXPECT_EQ(gLiveItems.load(), 1);
-    LThreadRunOnMainThread::Destroy(); // the queued item goes with the loop
-    EXPECT_EQ(gLiveItems.load(), 0);
-    runner.RunOnMainThread(new CountedItem(&runs));
-    EXPECT_EQ(gLiveItems.load(), 0);
-    LThreadRunOnMainThread::Init();
-    PumpFor(20);
-    EXPECT_EQ(runs, 0);
-
-    // The data-less notification rides on the same queue.
-    class Codes : public LThreadQueuedNotify
-    {
-    public:
-        void EvThreadQueuedNotify(int code) override { arCodes.push_back(code); }
-        std::vector<int> arCodes;
-    } codes;
-    codes.PostThreadQueuedNotify(3);
-    codes.PostThreadQueuedNotify(1);
-    ASSERT_TRUE(PumpUntil([&] { return codes.arCodes.size() == 2; }));
-    EXPECT_EQ(codes.arCodes, (std::vector<int>{3, 1}));
 }

@@ -1,6 +1,6 @@
 #pragma once
-// An application object for tests that need the main loop, made once on first use (the test
-// main is the stock one), and a pump that runs the loop until a condition holds.
+// The application object for tests that need the main loop, made on first use since the test
+// main is the stock one, and pumps that run the loop.
 
 #include <QCoreApplication>
 
@@ -20,10 +20,10 @@ inline void EnsureMainLoop()
 }
 
 // Runs the loop until done() holds or the time is up; returns done().
-inline bool PumpUntil(const std::function<bool()>& done, int milliseconds = 5000)
+inline bool PumpUntil(std::function<bool()> done, int milliseconds = 5000)
 {
-    auto call = [](void* c) { return (*static_cast<const std::function<bool()>*>(c))(); };
-    LMainLoopProcessEvents(milliseconds, call, const_cast<std::function<bool()>*>(&done));
+    LMainLoopProcessEvents(
+        milliseconds, [](void* c) { return (*static_cast<std::function<bool()>*>(c))(); }, &done);
     return done();
 }
 

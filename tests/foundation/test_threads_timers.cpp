@@ -8,25 +8,31 @@
 
 namespace
 {
-struct Firing
-{
-    int iId;
-    long long nAt;
-};
-
 class Timers : public LTimerHandler
 {
 public:
+    ~Timers() override { TimerDestroy(); }
     void EvTimer(int id) override
     {
-        arFired.push_back({id, MonotonicMs()});
-        if (id == iRearmId && nRearms-- > 0)
+        arFired.push_back(id);
+        arAt.push_back(MonotonicMs());
+        if (id == 2 && nRearms-- > 0)
             TimerSet(id, 5);
+        if (id == 9)
+            delete this;
     }
-    std::vector<Firing> arFired;
-    int iRearmId = -1;
+    std::vector<int> arFired;
+    std::vector<long long> arAt;
     int nRearms = 0;
 };
+
+// Pumps until count firings, then a little longer to catch any extra one.
+bool PumpFirings(Timers& timers, size_t count)
+{
+    bool reached = PumpUntil([&] { return timers.arFired.size() >= count; }, 2000);
+    PumpFor(40);
+    return reached && timers.arFired.size() == count;
+}
 } // namespace
 
 TEST(LTimerHandler, SettingAPendingTimerMovesItsOneFiring)
@@ -36,27 +42,38 @@ TEST(LTimerHandler, SettingAPendingTimerMovesItsOneFiring)
     long long t0 = MonotonicMs();
     timers.TimerSet(1, 40);
     PumpFor(15);
-    timers.TimerSet(1, 120); // moved to about t0 + 135
+    timers.TimerSet(1, 120); // now due at about t0 + 135
     timers.TimerSet(-1, 10); // ignored
-    ASSERT_TRUE(PumpUntil([&] { return !timers.arFired.empty(); }, 2000));
-    PumpFor(60);
-    ASSERT_EQ(timers.arFired.size(), 1u);
-    EXPECT_EQ(timers.arFired[0].iId, 1);
-    EXPECT_GE(timers.arFired[0].nAt - t0, 130);
+    ASSERT_TRUE(PumpFirings(timers, 1));
+    EXPECT_GE(timers.arAt[0] - t0, 130);
     EXPECT_FALSE(timers.TimerIsSet(1));
 
-    // A timer is armed again after it fired, even from its own handler.
-    timers.arFired.clear();
-    timers.iRearmId = 2;
+    // Armed again after it fired, even from its own event; a reset one never fires.
     timers.nRearms = 2;
     timers.TimerSet(2, 5);
     timers.TimerSet(3, 5);
     timers.TimerReset(3);
-    ASSERT_TRUE(PumpUntil([&] { return timers.arFired.size() == 3; }, 2000));
-    PumpFor(30);
-    EXPECT_EQ(timers.arFired.size(), 3u);
-    for (const Firing& f : timers.arFired)
-        EXPECT_EQ(f.iId, 2);
+    ASSERT_TRUE(PumpFirings(timers, 4));
+    EXPECT_EQ(timers.arFired, (std::vector<int>{1, 2, 2, 2}));
+
+    // From a worker the request is carried to the main thread.
+    class Setter : public LThread
+    {
+    public:
+        ~Setter() override { StopThreadNow(); }
+        void ThreadFunction() override { lpTimers->TimerSet(7, 10); }
+        Timers* lpTimers;
+    } setter;
+    setter.lpTimers = &timers;
+    setter.Start(20);
+    ASSERT_TRUE(PumpFirings(timers, 5));
+    EXPECT_EQ(timers.arFired.back(), 7);
+
+    // A handler that destroys itself in its event takes its other timers along.
+    Timers* dying = new Timers;
+    dying->TimerSet(9, 0);
+    dying->TimerSet(2, 30);
+    PumpFor(80);
 }
 
 TEST(LTimerHandler, DisabledTimersWaitForEnable)
@@ -67,58 +84,14 @@ TEST(LTimerHandler, DisabledTimersWaitForEnable)
     LTimerHandler::Enable(false);
     timers.TimerSet(2, 0);
     timers.TimerSet(2, 0); // one request per id is kept
-    EXPECT_TRUE(timers.TimerIsSet(1));
-    EXPECT_TRUE(timers.TimerIsSet(2));
+    EXPECT_TRUE(timers.TimerIsSet(1) && timers.TimerIsSet(2));
+    {
+        Timers gone; // leaves nothing behind to set
+        gone.TimerSet(4, 0);
+    }
     PumpFor(80);
     EXPECT_TRUE(timers.arFired.empty());
     LTimerHandler::Enable(true);
-    ASSERT_TRUE(PumpUntil([&] { return timers.arFired.size() == 2; }, 2000));
-    PumpFor(30);
-    EXPECT_EQ(timers.arFired.size(), 2u);
-    EXPECT_EQ(timers.arFired[0].iId, 2);
-
-    // A handler destroyed while disabled leaves nothing behind to set.
-    {
-        Timers gone;
-        LTimerHandler::Enable(false);
-        gone.TimerSet(4, 0);
-    }
-    LTimerHandler::Enable(true);
-    PumpFor(20);
-}
-
-TEST(LTimerHandler, SetFromAWorkerAndDestroyedInItsOwnEvent)
-{
-    EnsureMainLoop();
-    Timers timers;
-    class Setter : public LThread
-    {
-    public:
-        ~Setter() override { StopThreadNow(); }
-        void ThreadFunction() override { lpTimers->TimerSet(7, 10); }
-        Timers* lpTimers;
-    } setter;
-    setter.lpTimers = &timers;
-    setter.Start(20);
-    setter.WaitToStop();
-    ASSERT_TRUE(PumpUntil([&] { return timers.arFired.size() == 1; }, 2000));
-    EXPECT_EQ(timers.arFired[0].iId, 7);
-
-    class SelfDeleting : public LTimerHandler
-    {
-    public:
-        explicit SelfDeleting(bool* fired) : lpFired(fired) {}
-        void EvTimer(int) override
-        {
-            *lpFired = true;
-            delete this;
-        }
-        bool* lpFired;
-    };
-    bool fired = false;
-    SelfDeleting* handler = new SelfDeleting(&fired);
-    handler->TimerSet(1, 0);
-    handler->TimerSet(2, 500); // destroyed with it
-    ASSERT_TRUE(PumpUntil([&] { return fired; }, 2000));
-    PumpFor(20);
+    ASSERT_TRUE(PumpFirings(timers, 2));
+    EXPECT_EQ(timers.arFired, (std::vector<int>{2, 1}));
 }
