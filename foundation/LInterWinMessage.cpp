@@ -37,7 +37,7 @@ void LWindow::HandleInterWinMessage(LWindow* window, LInterWinMessageHandler* ha
 
 LInterWinMessageHandler::~LInterWinMessageHandler()
 {
-    threadRunOnMainThread.ThreadRunOnMainThreadDestroy();
+    threadRunOnMainThreadMessages.ThreadRunOnMainThreadDestroy();
     if (lpWindow && lpWindow->lpInterWinMessageHandler == this)
         lpWindow->lpInterWinMessageHandler = nullptr;
 }
@@ -51,7 +51,7 @@ void LInterWinMessageHandler::HandleInterWinMessage(int id, LWindow* window)
         lpWindow = window;
         window->lpInterWinMessageHandler = this;
     }
-    LLockObjectGuard guard(lock);
+    LLockObjectGuard guard(lockItems);
     bInstalled = true;
     for (const LInterWinMessageHandlerItem& item : arItems)
         if (item.iId == id)
@@ -61,7 +61,7 @@ void LInterWinMessageHandler::HandleInterWinMessage(int id, LWindow* window)
 
 bool LInterWinMessageHandler::IsHandlingInterWinMessage(int id)
 {
-    LLockObjectGuard guard(lock);
+    LLockObjectGuard guard(lockItems);
     for (const LInterWinMessageHandlerItem& item : arItems)
         if (item.iId == id)
             return true;
@@ -73,6 +73,6 @@ bool LInterWinMessageHandler::SendInterWinMessage(LInterWinMessageHandler* handl
 {
     if (!handler || !handler->IsHandlingInterWinMessage(id))
         return false;
-    handler->threadRunOnMainThread.RunOnMainThread(new InterWinMessage(handler, id, a, b));
+    handler->threadRunOnMainThreadMessages.RunOnMainThread(new InterWinMessage(handler, id, a, b));
     return true;
 }

@@ -53,6 +53,6 @@ public:
     bool bInstalled = false;
     std::vector<LInterWinMessageHandlerItem> arItems;
     LWindow* lpWindow = nullptr;
-    LLockObject lock;
-    LThreadRunOnMainThread threadRunOnMainThread;
+    LLockObject lockItems;
+    LThreadRunOnMainThread threadRunOnMainThreadMessages;
 };

@@ -87,7 +87,7 @@ void LThread::SetPriority(int priority)
             bTimeConstraint = true;
             return;
         }
-        // Not permitted: the highest nice value the limits allow (tried from the top down).
+        // Not permitted: the lowest nice value the limits allow, tried from the top priority down.
         for (int nice = -20; nice <= 0; ++nice)
             if (setpriority(PRIO_PROCESS, (id_t)tid, nice) == 0)
                 break;

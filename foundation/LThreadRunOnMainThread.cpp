@@ -71,5 +71,5 @@ void LQueuedNotifyDataHandlerData::MainThreadFunction()
 
 void LThreadQueuedNotify::PostThreadQueuedNotify(int code)
 {
-    threadRunOnMainThread.RunOnMainThread(new LThreadQueuedNotifyData(this, code));
+    threadRunOnMainThreadQueued.RunOnMainThread(new LThreadQueuedNotifyData(this, code));
 }

@@ -87,12 +87,12 @@ public:
     LThreadQueuedNotify() = default;
     LThreadQueuedNotify(const LThreadQueuedNotify&) = delete;
     LThreadQueuedNotify& operator=(const LThreadQueuedNotify&) = delete;
-    virtual ~LThreadQueuedNotify() { threadRunOnMainThread.ThreadRunOnMainThreadDestroy(); }
+    virtual ~LThreadQueuedNotify() { threadRunOnMainThreadQueued.ThreadRunOnMainThreadDestroy(); }
 
     virtual void EvThreadQueuedNotify(int code) = 0;
     void PostThreadQueuedNotify(int code);
 
-    LThreadRunOnMainThread threadRunOnMainThread;
+    LThreadRunOnMainThread threadRunOnMainThreadQueued;
 };
 
 class LThreadQueuedNotifyData : public LThreadRunOnMainThreadData

@@ -52,7 +52,7 @@ LTimerHandler::LTimerHandler()
 
 LTimerHandler::~LTimerHandler()
 {
-    threadRunOnMainThread.ThreadRunOnMainThreadDestroy();
+    threadRunOnMainThreadTimers.ThreadRunOnMainThreadDestroy();
     TimerDestroy(lpWindow);
     LLockObjectGuard guard(GlobalLock());
     arHandlers.erase(std::find(arHandlers.begin(), arHandlers.end(), this));
@@ -65,7 +65,7 @@ void LTimerHandler::TimerSet(int id, int milliseconds)
         return;
     if (!LMainLoopIsMainThread())
     {
-        threadRunOnMainThread.RunOnMainThread(new TimerSetRequest(this, id, milliseconds));
+        threadRunOnMainThreadTimers.RunOnMainThread(new TimerSetRequest(this, id, milliseconds));
         return;
     }
     {
@@ -85,7 +85,7 @@ void LTimerHandler::TimerSet(int id, int milliseconds)
 
 void LTimerHandler::SetOnMainThread(int id, int milliseconds)
 {
-    LLockObjectGuard guard(lock);
+    LLockObjectGuard guard(lockTimers);
     LMainLoopTimer*& timer = mapTimers[id];
     if (!timer)
         timer = LMainLoopTimerCreate(&LTimerHandler::Fire, this, id);
@@ -103,7 +103,7 @@ void LTimerHandler::TimerReset(int id)
         LLockObjectGuard guard(GlobalLock());
         DropSuspended(this, id, false);
     }
-    LLockObjectGuard guard(lock);
+    LLockObjectGuard guard(lockTimers);
     auto it = mapTimers.find(id);
     if (it != mapTimers.end())
         LMainLoopTimerStop(it->second);
@@ -117,7 +117,7 @@ bool LTimerHandler::TimerIsSet(int id)
             if (s.lpHandler == this && s.iId == id)
                 return true;
     }
-    LLockObjectGuard guard(lock);
+    LLockObjectGuard guard(lockTimers);
     auto it = mapTimers.find(id);
     return it != mapTimers.end() && LMainLoopTimerIsActive(it->second);
 }
@@ -130,9 +130,9 @@ void LTimerHandler::TimerDestroy(LWindow* window)
         DropSuspended(this, 0, true);
     }
     std::map<int, LMainLoopTimer*> timers;
-    lock.Lock();
+    lockTimers.Lock();
     timers.swap(mapTimers);
-    lock.Unlock();
+    lockTimers.Unlock();
     for (auto& [id, timer] : timers)
         LMainLoopTimerDestroy(timer);
 }
@@ -149,7 +149,7 @@ void LTimerHandler::Enable(bool enable)
         {
             for (LTimerHandler* h : arHandlers)
             {
-                LLockObjectGuard handlerGuard(h->lock);
+                LLockObjectGuard handlerGuard(h->lockTimers);
                 for (auto& [id, timer] : h->mapTimers)
                 {
                     if (!LMainLoopTimerIsActive(timer))

@@ -41,7 +41,7 @@ private:
     static void Fire(void* context, int id);
     void SetOnMainThread(int id, int milliseconds);
 
-    LLockObject lock;
+    LLockObject lockTimers;
     std::map<int, LMainLoopTimer*> mapTimers;
-    LThreadRunOnMainThread threadRunOnMainThread;
+    LThreadRunOnMainThread threadRunOnMainThreadTimers;
 };
