@@ -68,8 +68,10 @@ void ExpectStraightAlpha(const LImageBuffer& image, const Reference& ref)
             const uint8_t* p = image.GetRow(y) + 4 * x;
             ASSERT_EQ(p[3], q[3]);
             if (q[3] > 0)
+            {
                 for (int c = 0; c < 3; ++c)
                     ASSERT_LE(abs(p[2 - c] - q[c]), 255 / q[3] + 1) << x << "," << y;
+            }
         }
 }
 
@@ -410,7 +412,9 @@ TEST_F(PlatformCodecs, DamagedFilesOfEveryFormatFail)
         LProcessInterfaceVoid process;
         const bool raw = c.codec == LImageCodecDNG || c.codec == LImageCodecRawNikon;
         if (!raw)
+        {
             ASSERT_EQ(LoadBytes(whole, c.codec, image, process), LProcessResultSuccess);
+        }
         for (size_t cut :
              {size_t(0), size_t(8), size_t(40), whole.size() / 3, whole.size() * 2 / 3, whole.size() - 20})
         {
