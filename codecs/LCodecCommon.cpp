@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <sys/mman.h>
+#include <unistd.h>
 
 bool LCodecAllocate(LImageBuffer& image, uint64_t width, uint64_t height, pixelformat_t pf)
 {
@@ -17,7 +19,20 @@ bool LCodecAllocate(LImageBuffer& image, uint64_t width, uint64_t height, pixelf
         image.Destroy();
         return false;
     }
-    return image.AllocateNewBuffer(f) && image.IsValid();
+    if (!image.AllocateNewBuffer(f) || !image.IsValid())
+        return false;
+    // A decoder writes every byte of a fresh buffer once; large pages make that first touch cost
+    // a fraction of the page faults. Only whole pages inside the buffer are advised.
+    const uint64_t bytes = f.CalculateBufferSize64();
+    if (bytes >= (uint64_t(8) << 20))
+    {
+        const uintptr_t page = uintptr_t(sysconf(_SC_PAGESIZE));
+        const uintptr_t start = (reinterpret_cast<uintptr_t>(image.GetData()) + page - 1) & ~(page - 1);
+        const uintptr_t end = (reinterpret_cast<uintptr_t>(image.GetData()) + bytes) & ~(page - 1);
+        if (end > start)
+            madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
+    }
+    return true;
 }
 
 LCodecSourceRows::LCodecSourceRows(const LImageBuffer& image) : lpImage(&image)

@@ -127,6 +127,13 @@ LProcessResult Process(LProcessInterface& process, LProcessImageSaveFile& d)
         process.SetError("The file format is not supported.");
         return LProcessResultFailed;
     }
+    // Only a regular file is ever replaced: renaming over a device or a folder would destroy it.
+    struct stat target;
+    if (lstat(d.szFilePath, &target) == 0 && !S_ISREG(target.st_mode) && !S_ISLNK(target.st_mode))
+    {
+        process.SetError("The file could not be opened.");
+        return LProcessResultFailed;
+    }
     // Beside the target, so that the final move is one rename on the same file system.
     char temp[LFILE_MAX_PATH] = {};
     LOutputStream<LOutputStreamFile> stream;
