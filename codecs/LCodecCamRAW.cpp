@@ -12,7 +12,14 @@ struct Hook
 {
     LProcessInterface* lpProcess;
     bool bStopped;
+    bool bDataError;
 };
+
+// Damaged or missing sensor data; the library would print it and go on with zeros.
+void DataErrorFn(void* data, const char*, const int)
+{
+    static_cast<Hook*>(data)->bDataError = true;
+}
 
 // LibRaw reports its stages; a nonzero answer makes it stop.
 int ProgressFn(void* data, LibRaw_progress stage, int iteration, int expected)
@@ -78,8 +85,9 @@ LProcessResult LCodecCamRAWDecode(LProcessInterface& process, LCodecReader& inpu
     std::unique_ptr<LibRaw> raw(new (std::nothrow) LibRaw(LIBRAW_OPTIONS_NONE));
     if (!raw)
         return LProcessResultFailed;
-    Hook hook{&process, false};
+    Hook hook{&process, false, false};
     raw->set_progress_handler(ProgressFn, &hook);
+    raw->set_dataerror_handler(DataErrorFn, &hook);
     libraw_output_params_t& params = raw->imgdata.params;
     params.output_bps = 8;
     params.output_color = 1; // sRGB
@@ -88,7 +96,8 @@ LProcessResult LCodecCamRAWDecode(LProcessInterface& process, LCodecReader& inpu
     params.no_auto_bright = 0;
     if (raw->open_buffer(const_cast<uint8_t*>(data), size_t(size - start)) != LIBRAW_SUCCESS)
         return LProcessResultFailed;
-    if (raw->unpack() != LIBRAW_SUCCESS || raw->dcraw_process() != LIBRAW_SUCCESS)
+    if (raw->unpack() != LIBRAW_SUCCESS || hook.bDataError || raw->dcraw_process() != LIBRAW_SUCCESS ||
+        hook.bDataError)
         return hook.bStopped ? LProcessResultCancelled : LProcessResultFailed;
     int error = 0;
     libraw_processed_image_t* out = raw->dcraw_make_mem_image(&error);

@@ -458,3 +458,33 @@ TEST_F(PlatformCodecs, StopRequestsAreHonoured)
         EXPECT_TRUE(stopLoad.arErrors.empty());
     }
 }
+
+TEST_F(PlatformCodecs, CameraRawThroughLibRaw)
+{
+    const std::string dng = dir.Path("t.dng");
+    ASSERT_TRUE(
+        Shell("/usr/bin/python3 '" QUENDREL_SOURCE_DIR "/tests/data/codecs/make_dng.py' '" + dng + "'"));
+    LImageBuffer image;
+    RecordingProcess process;
+    ASSERT_EQ(LoadPath(dng, image, &process), 48);
+    EXPECT_TRUE(Has(process.arStatus, "Decoding DNG image"));
+    ASSERT_EQ(image.GetWidth(), 64);
+    ASSERT_EQ(image.GetHeight(), 48);
+    // Developed colour: red dominates the left half, blue the right.
+    const uint8_t* left = image.GetRow(24) + 4 * 8;
+    const uint8_t* right = image.GetRow(24) + 4 * 56;
+    EXPECT_GT(left[2], left[0] + 100);
+    EXPECT_GT(right[0], right[2] + 100);
+    EXPECT_EQ(left[3], 255);
+    // The same file named as a camera family goes through the same decoder.
+    const std::string nef = dir.Path("t.nef");
+    ASSERT_TRUE(Shell("cp '" + dng + "' '" + nef + "'"));
+    RecordingProcess nikon;
+    EXPECT_EQ(LoadPath(nef, image, &nikon), 48);
+    EXPECT_TRUE(Has(nikon.arStatus, "Decoding Raw Nikon image"));
+    // Cut short, it fails.
+    std::vector<uint8_t> bytes = ReadFile(dng);
+    bytes.resize(bytes.size() / 2);
+    LProcessInterfaceVoid quiet;
+    EXPECT_EQ(LoadBytes(bytes, LImageCodecDNG, image, quiet), LProcessResultFailed);
+}
