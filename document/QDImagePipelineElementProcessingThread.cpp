@@ -75,7 +75,7 @@ LProcessResult QDImagePipelineElementProcessingThread::RenderLoopHighLevel(QDPro
         }
 
     dProgress = 0;
-    strError.clear();
+    strError.Clear();
     QDProject* self = &project;
     // The receiver of these two codes gets the project's list link, not the project.
     Post(QDRenderNotifyBegin, self, QDRenderNotifySize);

@@ -5,8 +5,8 @@
 
 #include <cstddef>
 #include <atomic>
-#include <string>
 
+#include "foundation/LString.h"
 #include "foundation/LThread.h"
 #include "foundation/LThreadRunOnMainThread.h"
 
@@ -48,7 +48,7 @@ public:
     QDProject** lpProjects;
     QDProject* lpCurrentProject = nullptr;
     std::atomic<double> dProgress{0};
-    std::string strError;
+    LStringLongTemplate<char> strError;
 
 private:
     void Post(int code, const void* data, size_t size);

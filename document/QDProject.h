@@ -3,7 +3,6 @@
 // paths, undo history and rendered results.
 
 #include <cstdint>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -12,6 +11,7 @@
 #include "document/LUndoRedo.h"
 #include "document/QDImagePipeline.h"
 #include "document/QDViewport.h"
+#include "foundation/LString.h"
 
 constexpr size_t QD_PATH_SIZE = 260;
 
@@ -84,7 +84,7 @@ public:
     int32_t iCloudSource = 0; // 0 none, 1 Dropbox, 2 Google Drive
     int32_t iLowResCacheId = -1;
     int32_t iHighResCacheId = -1;
-    std::string strRenderError;
+    LStringLongTemplate<char> strRenderError;
     QDImagePipeline pipeline;
     QDViewport viewport;
     LGuiColorAlpha crBackground;

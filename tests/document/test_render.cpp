@@ -158,7 +158,7 @@ TEST_F(RenderTest, RendersBothPassesReRendersFromTheChangeAndFollowsUndo)
         else
             EXPECT_LE(r.nSize, 100u);
     }
-    EXPECT_TRUE(project->strRenderError.empty());
+    EXPECT_TRUE(project->strRenderError.IsEmpty());
     CheckHighRes({sa, sb, sc});
     // The small picture is the reduction at the project's scale: 16 x 12.
     LImageBuffer low, want;
@@ -250,7 +250,7 @@ TEST_F(RenderTest, CancelFailureAndHiddenFirstElement)
     Render(QDRenderNotifyFailed);
     EXPECT_EQ(receiver.Codes(), (std::vector<int>{5000, 5005}));
     EXPECT_EQ(receiver.vReceived.back().lpPointer, nullptr);
-    EXPECT_EQ(project->strRenderError, "Test element failed");
+    EXPECT_STREQ(project->strRenderError, "Test element failed");
     EXPECT_TRUE(b->IsDirty());
     b->bFail = false;
 
