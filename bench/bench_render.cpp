@@ -41,7 +41,7 @@ void Setup()
     static char* argv[] = {name, nullptr};
     new QCoreApplication(argc, argv);
     LMainLoopBegin();
-    deleteThread.Start(LThreadPriorityNormal);
+    deleteThread.StartThread(LThreadPriorityNormal);
     atexit(
         []
         {

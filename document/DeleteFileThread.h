@@ -21,6 +21,9 @@ public:
     // Makes room for marks up to id, clearing the mark of id.
     void Reserve(int id, size_t size);
 
+    // Starts the thread and returns once its start-up clean-up is over, so that no picture
+    // cached after this call can be taken for a leftover.
+    void StartThread(int priority);
     void ThreadFunction() override;
     // Deletes every ".dat" file of the cache folder, whatever the case of the extension.
     static void CleanupCacheFolder();
@@ -28,6 +31,7 @@ public:
     std::vector<uint8_t> vMarks;
     LLockObject lock;
     LSignalObject soWake;
+    LSignalObject soCleanedUp;
 };
 
 extern DeleteFileThread deleteThread;

@@ -307,9 +307,17 @@ void DeleteFileThread::CleanupCacheFolder()
     closedir(dir);
 }
 
+void DeleteFileThread::StartThread(int priority)
+{
+    soCleanedUp.Reset();
+    Start(priority);
+    soCleanedUp.Wait(10000);
+}
+
 void DeleteFileThread::ThreadFunction()
 {
     CleanupCacheFolder();
+    soCleanedUp.Set();
     for (;;)
     {
         if (ProcessWaitSignal(soWake, LProcessWaitForever) == 1)

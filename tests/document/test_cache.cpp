@@ -146,7 +146,7 @@ TEST(CacheStore, MarkedIdsReadInvalidUntilLoadedAndTheThreadRemovesTheRest)
     fclose(fopen(stray.c_str(), "w"));
     fclose(fopen(other.c_str(), "w"));
 
-    deleteThread.Start(LThreadPriorityNormal);
+    deleteThread.StartThread(LThreadPriorityNormal);
     EXPECT_TRUE(WaitFor([&] { return access(stray.c_str(), F_OK) != 0; }));
     EXPECT_EQ(access(other.c_str(), F_OK), 0);
     // The start-up clean-up took every file; from here on only marked ids go.
@@ -162,5 +162,5 @@ TEST(CacheStore, MarkedIdsReadInvalidUntilLoadedAndTheThreadRemovesTheRest)
     EXPECT_EQ(CountCacheFiles(), 0);
     EXPECT_EQ(access(other.c_str(), F_OK), 0);
     unlink(other.c_str());
-    deleteThread.Start(LThreadPriorityNormal);
+    deleteThread.StartThread(LThreadPriorityNormal);
 }

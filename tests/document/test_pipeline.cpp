@@ -300,6 +300,7 @@ TEST(Project, RecoveryNamesCountUpAndSavingTracksUnsavedChanges)
     EXPECT_TRUE(project.HasUnsavedChanges());
 
     QDProject::ImageSaveFunction saved = QDProject::lpfnImageSave;
+    giSaveCalls = 0;
     QDProject::lpfnImageSave = ScriptedSave;
     // Nothing rendered yet: nothing to save.
     EXPECT_EQ(project.Save("/tmp/out.png", LImageEncodeSettings()), ERROR_CODE_SAVE_PREPARE);

@@ -99,7 +99,7 @@ protected:
     {
         EnsureApplication();
         if (!deleteThread.IsRunning())
-            deleteThread.Start(LThreadPriorityNormal);
+            deleteThread.StartThread(LThreadPriorityNormal);
         MakePattern(source, kW, kH);
         project = new QDProject(kW, kH);
         project->viewport.fLowResScale = 0.25f;
@@ -312,5 +312,5 @@ TEST_F(RenderTest, ACleanStopLeavesNoCacheFile)
     project = nullptr;
     deleteThread.StopThreadNow();
     EXPECT_EQ(CountCacheFiles(), 0);
-    deleteThread.Start(LThreadPriorityNormal);
+    deleteThread.StartThread(LThreadPriorityNormal);
 }
