@@ -32,6 +32,37 @@ LProcessResult ProcessRunAsDialog(QWidget* window, const char* title, Data& data
     return dialog.iResult;
 }
 
+// A progress window that stays open for several processes in a row: open it, Run each, close.
+class LProcessDialogRunInterface : public LProgressDialog
+{
+public:
+    using LProgressDialog::LProgressDialog;
+    // Shows the window without running anything; Close ends it.
+    void OpenForRuns(QWidget* window)
+    {
+        bRunMode = true;
+        Open(window);
+    }
+    template <class Data>
+    LProcessResult Run(Data& data)
+    {
+        return IsToStop() ? LProcessResultCancelled : Process(*this, data);
+    }
+    void Close() override
+    {
+        if (!bRunMode)
+            LProgressDialog::Close();
+    }
+    void EndRuns()
+    {
+        bRunMode = false;
+        LProgressDialog::Close();
+    }
+
+private:
+    bool bRunMode = false;
+};
+
 // A list of records for one queue run; it owns them.
 template <class Data>
 class LProcessQueue

@@ -13,16 +13,6 @@
 
 namespace
 {
-// An element with a size of its own, standing in for a layer that crops or resizes.
-class SizedElement : public TestElement
-{
-public:
-    SizedElement(unsigned w, unsigned h) : TestElement(TestOp::Invert), iOutW(w), iOutH(h) {}
-    unsigned GetWidth() const override { return iOutW; }
-    unsigned GetHeight() const override { return iOutH; }
-    unsigned iOutW, iOutH;
-};
-
 // Gives an element valid cache entries at both resolutions, as after a render.
 void MakeClean(QDImagePipelineElement* e)
 {
@@ -34,11 +24,6 @@ void MakeClean(QDImagePipelineElement* e)
         else
             LQDCacheSaveImage(b, *id);
 }
-
-std::vector<QDImagePipelineElement*> Order(const QDImagePipeline& p)
-{
-    return p.GetOrder();
-}
 } // namespace
 
 TEST(Pipeline, VisibilityIsAPrefixAndSizesComeFromTheLastVisible)
@@ -47,9 +32,13 @@ TEST(Pipeline, VisibilityIsAPrefixAndSizesComeFromTheLastVisible)
     EXPECT_EQ(project.pipeline.GetWidth(), 0u);
     EXPECT_EQ(project.pipeline.GetLastVisibleElement(), nullptr);
 
-    auto* a = project.CreatePipelineElement<SizedElement>(false, 30u, 20u);
-    auto* b = project.CreatePipelineElement<SizedElement>(false, 40u, 50u);
-    auto* c = project.CreatePipelineElement<SizedElement>(false, 60u, 70u);
+    auto* a = project.CreatePipelineElement<TestElement>(false, TestOp::Invert);
+    auto* b = project.CreatePipelineElement<TestElement>(false, TestOp::Invert);
+    auto* c = project.CreatePipelineElement<TestElement>(false, TestOp::Invert);
+    // Elements take the page's size as their input size; here they pretend to crop.
+    EXPECT_EQ(a->iWidth, 100u);
+    EXPECT_EQ(a->iHeight, 80u);
+    a->iWidth = 30, a->iHeight = 20, c->iWidth = 60;
     b->bVisible = false;
     EXPECT_EQ(project.GetNumVisibleElements(), 1u);
     EXPECT_EQ(project.pipeline.GetLastVisibleElement(), a);
@@ -62,9 +51,6 @@ TEST(Pipeline, VisibilityIsAPrefixAndSizesComeFromTheLastVisible)
     project.GetDimensions(w, h);
     EXPECT_EQ(w, 60u);
     EXPECT_EQ(project.GetNumVisibleElements(), 3u);
-    // Elements take the page's size as their input size.
-    EXPECT_EQ(a->iWidth, 100u);
-    EXPECT_EQ(a->iHeight, 80u);
 }
 
 TEST(Pipeline, DirtinessSpreadsForwardAndListChangesDirtyTheRightNeighbours)
@@ -88,13 +74,13 @@ TEST(Pipeline, DirtinessSpreadsForwardAndListChangesDirtyTheRightNeighbours)
         MakeClean(e);
     auto* d = new TestElement(TestOp::Halve);
     project.InsertPipelineElement(d, 17, false);
-    EXPECT_EQ(Order(project.pipeline), (std::vector<QDImagePipelineElement*>{a, b, c, d}));
+    EXPECT_EQ(project.pipeline.GetOrder(), (std::vector<QDImagePipelineElement*>{a, b, c, d}));
     EXPECT_FALSE(a->IsDirty() || b->IsDirty() || c->IsDirty());
 
     // Insert at an index: the element that was there sees a new input.
     auto* e = new TestElement(TestOp::Halve);
     project.InsertPipelineElement(e, 1, false);
-    EXPECT_EQ(Order(project.pipeline), (std::vector<QDImagePipelineElement*>{a, e, b, c, d}));
+    EXPECT_EQ(project.pipeline.GetOrder(), (std::vector<QDImagePipelineElement*>{a, e, b, c, d}));
     EXPECT_TRUE(b->IsDirty());
     EXPECT_FALSE(a->IsDirty());
 
@@ -117,26 +103,26 @@ TEST(Pipeline, CreateDeleteAndReorderAreUndoable)
     EXPECT_STREQ(name, "Create Test Effect");
 
     project.undoStack.Undo();
-    EXPECT_EQ(Order(project.pipeline), (std::vector<QDImagePipelineElement*>{a, b}));
+    EXPECT_EQ(project.pipeline.GetOrder(), (std::vector<QDImagePipelineElement*>{a, b}));
     EXPECT_EQ(project.pLastUndoRedoElement, c);
     project.undoStack.Redo();
-    EXPECT_EQ(Order(project.pipeline), (std::vector<QDImagePipelineElement*>{a, b, c}));
+    EXPECT_EQ(project.pipeline.GetOrder(), (std::vector<QDImagePipelineElement*>{a, b, c}));
 
     project.DeletePipelineElement(b, true);
     project.undoStack.GetItem(0)->GetName(name);
     EXPECT_STREQ(name, "Delete Test Effect");
-    EXPECT_EQ(Order(project.pipeline), (std::vector<QDImagePipelineElement*>{a, c}));
+    EXPECT_EQ(project.pipeline.GetOrder(), (std::vector<QDImagePipelineElement*>{a, c}));
     project.undoStack.Undo();
-    EXPECT_EQ(Order(project.pipeline), (std::vector<QDImagePipelineElement*>{a, b, c}));
+    EXPECT_EQ(project.pipeline.GetOrder(), (std::vector<QDImagePipelineElement*>{a, b, c}));
     EXPECT_EQ(project.pLastUndoRedoElement, b);
     project.undoStack.Redo();
-    EXPECT_EQ(Order(project.pipeline), (std::vector<QDImagePipelineElement*>{a, c}));
+    EXPECT_EQ(project.pipeline.GetOrder(), (std::vector<QDImagePipelineElement*>{a, c}));
     project.undoStack.Undo();
 
     for (auto* e : {a, b, c})
         MakeClean(e);
     project.pipeline.MoveElementAfter(a, c);
-    EXPECT_EQ(Order(project.pipeline), (std::vector<QDImagePipelineElement*>{b, c, a}));
+    EXPECT_EQ(project.pipeline.GetOrder(), (std::vector<QDImagePipelineElement*>{b, c, a}));
     EXPECT_TRUE(a->IsDirty() && b->IsDirty() && c->IsDirty());
     project.undoStack.GetItem(0)->GetName(name);
     EXPECT_STREQ(name, "Reorder Pipeline");
@@ -145,16 +131,10 @@ TEST(Pipeline, CreateDeleteAndReorderAreUndoable)
     for (auto* e : {a, b, c})
         MakeClean(e);
     project.undoStack.Undo();
-    EXPECT_EQ(Order(project.pipeline), (std::vector<QDImagePipelineElement*>{a, b, c}));
+    EXPECT_EQ(project.pipeline.GetOrder(), (std::vector<QDImagePipelineElement*>{a, b, c}));
     EXPECT_FALSE(a->IsDirty() || b->IsDirty() || c->IsDirty());
     project.undoStack.Redo();
-    EXPECT_EQ(Order(project.pipeline), (std::vector<QDImagePipelineElement*>{b, c, a}));
-
-    // Moving behind its own predecessor changes nothing but still records a step.
-    size_t items = project.undoStack.GetNumItems();
-    project.pipeline.MoveElementAfter(a, c);
-    EXPECT_EQ(Order(project.pipeline), (std::vector<QDImagePipelineElement*>{b, c, a}));
-    EXPECT_EQ(project.undoStack.GetNumItems(), items + 1);
+    EXPECT_EQ(project.pipeline.GetOrder(), (std::vector<QDImagePipelineElement*>{b, c, a}));
 
     // An element deleted and never restored is still freed with the project (checked by the
     // sanitizer build).
@@ -233,12 +213,11 @@ TEST(Viewport, AnchorsKeepTheRightEdgesAndEveryChangeIsTold)
         ANCHOR anchor;
         LBoundingBox2T<double> expected; // 10 x 20 page made 30 x 40
     };
+    // Between them these three take every horizontal and every vertical rule.
     const Case cases[] = {
-        {ANCHOR_CENTRE, {-10, -10, 20, 30}},   {ANCHOR_LEFT, {0, -10, 30, 30}},
-        {ANCHOR_TOP, {-10, 0, 20, 40}},        {ANCHOR_RIGHT, {-20, -10, 10, 30}},
-        {ANCHOR_BOTTOM, {-10, -20, 20, 20}},   {ANCHOR_TOPLEFT, {0, 0, 30, 40}},
-        {ANCHOR_TOPRIGHT, {-20, 0, 10, 40}},   {ANCHOR_BOTTOMRIGHT, {-20, -20, 10, 20}},
-        {ANCHOR_BOTTOMLEFT, {0, -20, 30, 20}},
+        {ANCHOR_CENTRE, {-10, -10, 20, 30}},
+        {ANCHOR_TOPLEFT, {0, 0, 30, 40}},
+        {ANCHOR_BOTTOMRIGHT, {-20, -20, 10, 20}},
     };
     for (const Case& c : cases)
     {
@@ -282,16 +261,13 @@ bool ScriptedSave(const LImageBuffer& image, const char*, const LImageEncodeSett
 
 TEST(Project, RecoveryNamesCountUpAndSavingTracksUnsavedChanges)
 {
+    QDProject project(6, 4), next(1, 1);
     int first = -1, second = -1;
-    {
-        QDProject p1(4, 4), p2(4, 4);
-        sscanf(p1.szRecoveryFileName, "%d.zqp", &first);
-        sscanf(p2.szRecoveryFileName, "%d.zqp", &second);
-    }
+    sscanf(project.szRecoveryFileName, "%d.zqp", &first);
+    sscanf(next.szRecoveryFileName, "%d.zqp", &second);
     EXPECT_GE(first, 0);
     EXPECT_EQ(second, first + 1);
 
-    QDProject project(6, 4);
     LImageBuffer pattern;
     MakePattern(pattern, 6, 4);
     QDOriginalImageFactory::CreateLayer(project, pattern, false, false, "/tmp/in.png");
@@ -428,14 +404,4 @@ TEST(OriginalImage, DeletingTheSelectionClearsItThroughTheFollowingElementsAndUn
     project.undoStack.Redo();
     ASSERT_TRUE(LQDCacheLoadImage(restored, image->iSourceCacheId));
     EXPECT_EQ(PixelAt(restored, 2, 1), 0u);
-
-    // Into a group when one is given, not onto the stack.
-    LUndoRedoGroup group("Cut");
-    size_t before = project.undoStack.GetNumItems();
-    ASSERT_TRUE(image->DeleteMaskedArea(mask, project.pipeline, &group));
-    EXPECT_EQ(group.GetNumItems(), 1u);
-    EXPECT_EQ(project.undoStack.GetNumItems(), before);
-
-    // The base class deletes nothing.
-    EXPECT_FALSE(shift->DeleteMaskedArea(mask, project.pipeline, nullptr));
 }

@@ -40,6 +40,30 @@ public:
     LAlertResponder* lpPrevious;
 };
 
+struct QueueData
+{
+    bool bFail;
+    std::vector<int>* lpRun;
+    int iIndex;
+};
+
+LProcessResult Process(LProcessInterface& process, QueueData& data)
+{
+    data.lpRun->push_back(data.iIndex);
+    process.SetProgress(1.0);
+    if (!data.bFail)
+        return LProcessResultSuccess;
+    process.SetErrorF("Item %d failed", data.iIndex);
+    return LProcessResultFailed;
+}
+
+void FillQueue(LProcessQueue<QueueData>& queue, std::vector<int>& run, std::initializer_list<bool> fails)
+{
+    int i = 0;
+    for (bool f : fails)
+        queue.Add(new QueueData{f, &run, i++});
+}
+
 struct CancelData
 {
     int iLoops = 0;
@@ -77,29 +101,6 @@ LProcessResult Process(LProcessInterface& process, CancelData& data)
     return LProcessResultSuccess;
 }
 
-struct QueueData
-{
-    bool bFail;
-    std::vector<int>* lpRun;
-    int iIndex;
-};
-
-LProcessResult Process(LProcessInterface& process, QueueData& data)
-{
-    data.lpRun->push_back(data.iIndex);
-    process.SetProgress(1.0);
-    if (!data.bFail)
-        return LProcessResultSuccess;
-    process.SetErrorF("Item %d failed", data.iIndex);
-    return LProcessResultFailed;
-}
-
-void FillQueue(LProcessQueue<QueueData>& queue, std::vector<int>& run, std::initializer_list<bool> fails)
-{
-    int i = 0;
-    for (bool f : fails)
-        queue.Add(new QueueData{f, &run, i++});
-}
 } // namespace
 
 TEST(ProcessDialog, CancelDisablesItselfAndStopsTheProcessAtItsNextPoll)
@@ -114,15 +115,11 @@ TEST(ProcessDialog, CancelDisablesItselfAndStopsTheProcessAtItsNextPoll)
     EXPECT_EQ(data.strStatus1, "file 1");
     EXPECT_EQ(data.iBarValue, 500);
     EXPECT_TRUE(responder.vShown.empty());
-}
 
-TEST(ProcessDialog, ErrorsAreShownUnderTheTitleWithContinue)
-{
-    EnsureApplication();
-    ScriptedResponder responder;
+    // Errors of a single process are shown under its title with "Continue".
     std::vector<int> run;
-    QueueData data{true, &run, 7};
-    EXPECT_EQ(ProcessRunAsDialog<QueueData>(nullptr, "Saving", data), LProcessResultFailed);
+    QueueData failing{true, &run, 7};
+    EXPECT_EQ(ProcessRunAsDialog<QueueData>(nullptr, "Saving", failing), LProcessResultFailed);
     EXPECT_EQ(responder.vShown, (std::vector<std::string>{"error|Saving|Item 7 failed|Continue"}));
 }
 
