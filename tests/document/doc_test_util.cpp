@@ -108,10 +108,3 @@ LProcessResult TestElement::RenderHighResImage(LProcessInterface& process, LImag
     }
     return LProcessResultSuccess;
 }
-
-// The font library keeps its configuration for the life of the process, which the leak checker
-// of the sanitizer build reports; it isn't ours to free.
-extern "C" const char* __lsan_default_suppressions()
-{
-    return "leak:libfontconfig\n";
-}
