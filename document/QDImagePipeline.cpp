@@ -75,6 +75,8 @@ void QDImagePipeline::SetOrder(const std::vector<QDImagePipelineElement*>& order
 
 void QDImagePipeline::MoveElementAfter(QDImagePipelineElement* element, QDImagePipelineElement* after)
 {
+    if (element == after)
+        return;
     std::vector<QDImagePipelineElement*> before = GetOrder();
     element->SetDirty();
     if (after)

@@ -28,8 +28,16 @@ QDOriginalImage::QDOriginalImage(const LImageBuffer& buffer, float lowResScale) 
     iHeight = uint32_t(buffer.GetHeight());
     iSourceCacheId = LQDCacheNewImage(buffer);
     iHighResCacheId = LQDCacheNewImage(buffer);
+    // The reduction works on four channels, as everything loaded from the cache has.
+    const LImageBuffer* four = &buffer;
+    LImageBuffer converted;
+    if (buffer.GetPixelFormat() != B8G8R8A8 && LImage::New(converted, buffer.GetWidth(), buffer.GetHeight()))
+    {
+        LConvertPixelFormat(converted, buffer);
+        four = &converted;
+    }
     LImageBuffer low;
-    if (QDResizeNearest(buffer, low, LowResSize(buffer.GetWidth(), fLowResScale),
+    if (QDResizeNearest(*four, low, LowResSize(buffer.GetWidth(), fLowResScale),
                         LowResSize(buffer.GetHeight(), fLowResScale)))
         iLowResCacheId = LQDCacheNewImage(low);
 }
