@@ -55,6 +55,9 @@ void LQDCacheStore::Lock(int id)
 {
     if (id < 0)
         return;
+    // The delete thread holds a flag only for one unlink, so the first retries come quickly;
+    // a long hold (a big file being written) backs off to 100 ms steps.
+    useconds_t pause = 1000;
     for (;;)
     {
         {
@@ -67,7 +70,9 @@ void LQDCacheStore::Lock(int id)
                 return;
             }
         }
-        usleep(100 * 1000);
+        usleep(pause);
+        if (pause < 100 * 1000)
+            pause = pause * 2 > 100 * 1000 ? 100 * 1000 : pause * 2;
     }
 }
 

@@ -17,7 +17,8 @@ public:
     LQDCacheStore();
 
     int CreateNewStore();
-    // Busy-waits in 100 ms steps while another thread holds the id. Ids below 0 do nothing.
+    // Busy-waits while another thread holds the id, in steps growing to 100 ms. Ids below 0 do
+    // nothing.
     void Lock(int id);
     void UnLock(int id);
 
