@@ -2,6 +2,7 @@
 // One open document: the base image and the elements acting on it, its page, background, file
 // paths, undo history and rendered results.
 
+#include <atomic>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -80,7 +81,8 @@ public:
     LImageEncodeSettings encodeSettings;
     bool bEncodeSettingsValid = false;
     uint32_t iVisibleElementsAtSave = 1;
-    bool bRenderRequested = false;
+    // Written by the main thread while the render thread may be reading it.
+    std::atomic<bool> bRenderRequested{false};
     int32_t iCloudSource = 0; // 0 none, 1 Dropbox, 2 Google Drive
     int32_t iLowResCacheId = -1;
     int32_t iHighResCacheId = -1;
