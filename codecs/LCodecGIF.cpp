@@ -66,8 +66,13 @@ LProcessResult LCodecGIFDecode(LProcessInterface& process, LCodecReader& input, 
     if (!map || desc.Width <= 0 || desc.Height <= 0 || desc.Left < 0 || desc.Top < 0)
         return LProcessResultFailed;
     // The logical screen frames the picture; a screen too small for the frame is grown to it.
-    const int64_t sw = std::max<int64_t>(g->SWidth, int64_t(desc.Left) + desc.Width);
-    const int64_t sh = std::max<int64_t>(g->SHeight, int64_t(desc.Top) + desc.Height);
+    int64_t sw = std::max<int64_t>(g->SWidth, int64_t(desc.Left) + desc.Width);
+    int64_t sh = std::max<int64_t>(g->SHeight, int64_t(desc.Top) + desc.Height);
+    int left = desc.Left, top = desc.Top;
+    // A few bytes can claim a vast empty screen around a small frame; then the frame alone is the
+    // picture rather than gigabytes of nothing.
+    if (sw * sh > (int64_t(1) << 26) && sw * sh > 16 * int64_t(desc.Width) * desc.Height)
+        sw = desc.Width, sh = desc.Height, left = top = 0;
     if (!LCodecAllocate(image, uint64_t(sw), uint64_t(sh)))
         return LProcessResultFailed;
     memset(image.GetData(), 0, size_t(image.GetFormat().CalculateBufferSize64()));
@@ -96,7 +101,7 @@ LProcessResult LCodecGIFDecode(LProcessInterface& process, LCodecReader& input, 
                 image.Destroy();
                 return LProcessResultFailed;
             }
-            uint32_t* row = reinterpret_cast<uint32_t*>(image.GetRow(desc.Top + y)) + desc.Left;
+            uint32_t* row = reinterpret_cast<uint32_t*>(image.GetRow(top + y)) + left;
             for (int x = 0; x < desc.Width; ++x)
                 row[x] = palette[line[size_t(x)]].ToUInt32();
             if (!progress.Row(++done, desc.Height))
