@@ -5,6 +5,8 @@
 
 #include "codecs/LCodecCommon.h"
 #include "codecs/LImageCodec.h"
+#include "foundation/LMainLoop.h"
+#include "foundation/LProcessThread.h"
 
 template <class Base>
 struct LProcessCamRAWLoad
@@ -19,11 +21,37 @@ struct LProcessCamRAWLoad
 LProcessResult LCodecCamRAWDecode(LProcessInterface& process, LCodecReader& input, LImageCodecID codec,
                                   LImageBuffer& image, int& bitDepth);
 
+// The decode on a worker, for a caller on the main thread.
 template <class Base>
-LProcessResult Process(LProcessInterface& process, LProcessCamRAWLoad<Base>& data)
+struct LProcessCamRAWLoadOnThread
+{
+    LProcessCamRAWLoad<Base>* lpData;
+};
+
+template <class Base>
+LProcessResult LProcessCamRAWLoadDirect(LProcessInterface& process, LProcessCamRAWLoad<Base>& data)
 {
     if (!data.lpStream || !data.lpImage)
         return LProcessResultFailed;
     LCodecReaderOf<Base> input(*data.lpStream);
     return LCodecCamRAWDecode(process, input, data.codec, *data.lpImage, data.iBitDepth);
+}
+
+template <class Base>
+LProcessResult Process(LProcessInterface& process, LProcessCamRAWLoadOnThread<Base>& data)
+{
+    return LProcessCamRAWLoadDirect(process, *data.lpData);
+}
+
+template <class Base>
+LProcessResult Process(LProcessInterface& process, LProcessCamRAWLoad<Base>& data)
+{
+    // Developing a raw file takes seconds inside the library, which can't pump events; on the
+    // main thread it runs on a worker while the main thread keeps serving them.
+    if (LMainLoopIsMainThread() && LMainLoopIsAlive())
+    {
+        LProcessCamRAWLoadOnThread<Base> onThread{&data};
+        return LProcessRunOnThread(process, onThread);
+    }
+    return LProcessCamRAWLoadDirect(process, data);
 }
