@@ -237,9 +237,16 @@ int LoadResource(LImageBuffer& image, int id, Encoding encoding)
     char folder[LFILE_MAX_PATH];
     if (!LFile::GetResourcesFolder(folder))
         return 0;
+    // The resources keep images by type under a "resources" folder of their own; a layout with
+    // the type folders straight in the resources folder is accepted as well.
     char path[kLImagePathSize + 64];
     snprintf(path, sizeof(path), "%s/resources/%s/%d.%s", folder, type, id, type);
     FILE* f = fopen(path, "rb");
+    if (!f)
+    {
+        snprintf(path, sizeof(path), "%s/%s/%d.%s", folder, type, id, type);
+        f = fopen(path, "rb");
+    }
     if (!f)
         return 0;
     std::vector<uint8_t> bytes;
