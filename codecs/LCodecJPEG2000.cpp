@@ -131,6 +131,11 @@ LProcessResult LCodecJPEG2000Decode(LProcessInterface& process, LCodecReader& in
     opj_set_default_decoder_parameters(&params);
     if (!opj_setup_decoder(h.codec, &params) || !opj_read_header(h.stream, h.codec, &h.image) || !h.image)
         return LProcessResultFailed;
+    // The library decodes the whole picture into 32-bit samples; a damaged size stops here.
+    const uint64_t hw = uint64_t(h.image->x1) - h.image->x0, hh = uint64_t(h.image->y1) - h.image->y0;
+    if (h.image->x1 <= h.image->x0 || h.image->y1 <= h.image->y0 || hw > kLCodecMaxSide ||
+        hh > kLCodecMaxSide || hw * hh > kLCodecMaxPixels / 4)
+        return LProcessResultFailed;
     // The whole picture is decoded at once; the library offers no row callback.
     process.SetProgress(0.05);
     if (process.IsToStop())
