@@ -51,7 +51,29 @@ LProcessResult Process(LProcessInterface& process, LProcessCamRAWLoad<Base>& dat
     if (LMainLoopIsMainThread() && LMainLoopIsAlive())
     {
         LProcessCamRAWLoadOnThread<Base> onThread{&data};
-        return LProcessRunOnThread(process, onThread);
+        LProcessThread<LProcessCamRAWLoadOnThread<Base>> worker(process, onThread);
+        worker.Start(LThreadPriorityNormal);
+        for (;;)
+        {
+            const int w = process.ProcessWaitSignal(worker.soFinished, 100);
+            if (w == 0 || !worker.IsRunning())
+                break;
+            if (w == 1)
+            {
+                // The library notices the stop at its next stage; until then events keep flowing.
+                process.SetStatus("Waiting for the process to stop", 0);
+                worker.StopThreadSoon();
+                while (worker.IsRunning())
+                    LMainLoopProcessEvents(10);
+                worker.WaitToStop();
+                worker.DrainNotifications();
+                data.lpImage->Destroy();
+                return LProcessResultCancelled;
+            }
+        }
+        worker.WaitToStop();
+        worker.DrainNotifications();
+        return worker.iResult;
     }
     return LProcessCamRAWLoadDirect(process, data);
 }

@@ -31,8 +31,14 @@ public:
         arStatus.push_back(text);
         bOffMainThread |= QThread::currentThread() != QApplication::instance()->thread();
     }
+    // A stop asked for while the worker runs.
+    int ProcessWaitSignal(LSignalObject& signal, int milliseconds) override
+    {
+        return bStop ? 1 : LProcessInterfaceVoid::ProcessWaitSignal(signal, milliseconds);
+    }
     std::vector<std::string> arStatus;
     bool bOffMainThread = false;
+    bool bStop = false;
 };
 } // namespace
 
@@ -55,5 +61,14 @@ TEST(RawWorker, DevelopsOffTheMainThreadAndReportsOnIt)
         decoding |= s == "Decoding DNG image";
     EXPECT_TRUE(decoding);
     EXPECT_FALSE(process.bOffMainThread);
+
+    MainThreadRecorder stopping;
+    stopping.bStop = true;
+    EXPECT_EQ(LImage::Load(stopping, image, dng.c_str()), 0);
+    EXPECT_FALSE(image.IsValid());
+    bool waiting = false;
+    for (const std::string& s : stopping.arStatus)
+        waiting |= s == "Waiting for the process to stop";
+    EXPECT_TRUE(waiting);
     (void)system((std::string("rm -rf ") + dir).c_str());
 }
