@@ -6,6 +6,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include "codecs/LImage.h"
 #include "codecs/LImageProcess.h"
@@ -138,6 +141,17 @@ TEST(Registry, LoadAndSaveSayWhatWentWrong)
     LImageBuffer out;
     EXPECT_EQ(LImage::Load(loading, out, png.c_str()), 24);
     EXPECT_EQ(loading.arStatus.front(), "Loading a.png");
+    // A writer holding the file makes a reader give up after its time-out.
+    {
+        const int fd = open(png.c_str(), O_RDONLY);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(flock(fd, LOCK_EX), 0);
+        RecordingProcess locked;
+        EXPECT_EQ(LImage::Load(locked, out, png.c_str(), 100), 0);
+        ASSERT_EQ(locked.arErrors.size(), 1u);
+        EXPECT_EQ(locked.arErrors[0], "The file could not be opened.");
+        close(fd);
+    }
 
     // Saving: the application's vetoer refuses PSD; without it the raw formats fail quietly.
     for (const Case& c : {Case{dir.Path("x.psd"), &app, "The file format is not supported."},
