@@ -1,0 +1,10 @@
+#pragma once
+// The image kernels: plain objects that change the pixels of an LImageBuffer, dispatched over the
+// pixel formats by LApplyImageProcess.
+
+#include "image/LImageBuffer.h"
+#include "image/LImgProColour.h"
+#include "image/LImgProFrame.h"
+#include "image/LImgProSS.h"
+#include "image/LImgProSimple.h"
+#include "image/LImgProBands.h"
