@@ -8,3 +8,7 @@
 #include "image/LImgProSS.h"
 #include "image/LImgProSimple.h"
 #include "image/LImgProBands.h"
+#include "image/LImageTransform.h"
+#include "image/LImgProFlip.h"
+#include "image/LImgProRotate.h"
+#include "image/LImgProScale.h"

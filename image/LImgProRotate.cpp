@@ -1,0 +1,274 @@
+#include "image/LImgProRotate.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "image/LImgProBands.h"
+
+int LImgProNormaliseAngle(int iAngle)
+{
+    return ((iAngle % 360) + 360) % 360;
+}
+
+namespace
+{
+// Destination rows are done in groups, and each group in chunks of columns, so that the source
+// columns being walked stay in cache: a chunk touches a block of source rows once.
+constexpr int kGroupRows = 16;
+constexpr int kChunk = 128;
+
+void Fill(uint8_t* d, int count, int bpp, const uint8_t* fill)
+{
+    if (bpp == 1)
+    {
+        memset(d, fill[0], count);
+        return;
+    }
+    for (int i = 0; i < count; ++i)
+        memcpy(d + size_t(i) * bpp, fill, bpp);
+}
+
+template <class T>
+void Walk(bool up, uint8_t* d, const uint8_t* s, ptrdiff_t ss, int count)
+{
+    if (up)
+        RotateLoopAdvance<T>(reinterpret_cast<T*>(d), s, ss, count);
+    else
+        RotateLoopAdvance270<T>(reinterpret_cast<T*>(d), s, ss, count);
+}
+
+void WalkAny(int bpp, bool up, uint8_t* d, const uint8_t* s, ptrdiff_t ss, int count)
+{
+    switch (bpp)
+    {
+    case 1:
+        Walk<unsigned char>(up, d, s, ss, count);
+        break;
+    case 2:
+        Walk<unsigned short>(up, d, s, ss, count);
+        break;
+    case 3:
+        Walk<rgb_uint8_t>(up, d, s, ss, count);
+        break;
+    default:
+        Walk<unsigned int>(up, d, s, ss, count);
+        break;
+    }
+}
+
+struct Plane
+{
+    uint8_t* d;
+    ptrdiff_t ds;
+    int dw, dh;
+    const uint8_t* s;
+    ptrdiff_t ss;
+    int sw, sh;
+};
+
+// dest(X, Y) = rotated(L + X, T + Y); rotated is the source turned clockwise by angle.
+LProcessResult RotatePlane(LProcessInterface& oProcess, const Plane& p, int angle, const LRectangle& c, int bpp,
+                           const uint8_t* outside, const uint8_t* blank)
+{
+    const bool quarter = angle == 90 || angle == 270;
+    const int rw = quarter ? p.sh : p.sw, rh = quarter ? p.sw : p.sh;
+    if (c.right <= 0 || c.left >= rw || c.bottom <= 0 || c.top >= rh)
+    {
+        for (int y = 0; y < p.dh; ++y)
+        {
+            if (oProcess.IsToStop())
+                return LProcessResultCancelled;
+            Fill(p.d + y * p.ds, p.dw, bpp, blank);
+        }
+        return LProcessResultSuccess;
+    }
+    // Valid destination columns and rows: where the rotated image lies.
+    const int x0 = std::clamp(-c.left, 0, p.dw), x1 = std::clamp(rw - c.left, x0, p.dw);
+    const int y0 = std::clamp(-c.top, 0, p.dh), y1 = std::clamp(rh - c.top, y0, p.dh);
+    const int groups = (p.dh + kGroupRows - 1) / kGroupRows;
+    LImgProBandRunner runner(groups, 1);
+    const int r = runner.Run(oProcess, [&](const LImgProBand& band, LImgProBandRunner& run) {
+        for (int g = band.iFirst; g < band.iFirst + band.iCount; ++g)
+        {
+            const int ya = g * kGroupRows, yb = std::min(p.dh, ya + kGroupRows);
+            for (int y = ya; y < yb; ++y)
+            {
+                if (run.IsToStop(band))
+                    return false;
+                uint8_t* d = p.d + y * p.ds;
+                if (y < y0 || y >= y1)
+                {
+                    Fill(d, p.dw, bpp, outside);
+                    continue;
+                }
+                Fill(d, x0, bpp, outside);
+                Fill(d + size_t(x1) * bpp, p.dw - x1, bpp, outside);
+                if (angle == 0)
+                    memcpy(d + size_t(x0) * bpp, p.s + (c.top + y) * p.ss + size_t(c.left + x0) * bpp,
+                           size_t(x1 - x0) * bpp);
+                else if (angle == 180)
+                {
+                    const uint8_t* s = p.s + (p.sh - 1 - c.top - y) * p.ss;
+                    for (int x = x0; x < x1; ++x)
+                        memcpy(d + size_t(x) * bpp, s + size_t(p.sw - 1 - c.left - x) * bpp, bpp);
+                }
+            }
+            if (!quarter)
+                continue;
+            for (int xa = x0; xa < x1; xa += kChunk)
+            {
+                const int n = std::min(kChunk, x1 - xa);
+                for (int y = std::max(ya, y0); y < std::min(yb, y1); ++y)
+                {
+                    uint8_t* d = p.d + y * p.ds + size_t(xa) * bpp;
+                    if (angle == 90)
+                        WalkAny(bpp, true, d, p.s + (p.sh - 1 - c.left - xa) * p.ss + size_t(c.top + y) * bpp, p.ss,
+                                n);
+                    else
+                        WalkAny(bpp, false, d, p.s + (c.left + xa) * p.ss + size_t(p.sw - 1 - c.top - y) * bpp, p.ss,
+                                n);
+                }
+            }
+        }
+        return true;
+    });
+    return r ? LProcessResultCancelled : LProcessResultSuccess;
+}
+
+ptrdiff_t StrideOf(const LImageBuffer& b)
+{
+    return b.GetFormat().bUpsideDown ? -ptrdiff_t(b.GetWidthBytes()) : ptrdiff_t(b.GetWidthBytes());
+}
+
+LRectangle Ordered(const LRectangle& r)
+{
+    return {std::min(r.left, r.right), std::min(r.top, r.bottom), std::max(r.left, r.right),
+            std::max(r.top, r.bottom)};
+}
+} // namespace
+
+LProcessResult RotateClipBuffer(LImageBuffer& oDest, const LImageBuffer& oSource, int& iAngle,
+                                unsigned long iBytesPerPixel, LRectangle& oClip)
+{
+    iAngle = LImgProNormaliseAngle(iAngle);
+    if (iAngle % 90 || !oDest.IsValid() || !oSource.IsValid() || iBytesPerPixel < 1 || iBytesPerPixel > 4)
+        return LProcessResultFailed;
+    LProcessInterfaceVoid oVoid;
+    const Plane p{oDest.GetRow(0),      StrideOf(oDest),       oDest.GetWidth(),      oDest.GetHeight(),
+                  oSource.GetRow(0),    StrideOf(oSource),     oSource.GetWidth(),    oSource.GetHeight()};
+    static const uint8_t zero[4] = {0, 0, 0, 0};
+    static const uint8_t opaque[4] = {0, 0, 0, 255};
+    return RotatePlane(oVoid, p, iAngle, oClip, int(iBytesPerPixel), zero, iBytesPerPixel == 4 ? opaque : zero);
+}
+
+LImgProRotoClip::LImgProRotoClip(int angle, const LRectangle& clip)
+    : iAngle(LImgProNormaliseAngle(angle)), oClip(Ordered(clip))
+{
+}
+
+LProcessResult LImgProRotoClip::Process(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource,
+                                        int bpp) const
+{
+    if (iAngle % 90 || !oDest.IsValid() || !oSource.IsValid() || oDest.GetPixelFormat() != oSource.GetPixelFormat())
+        return LProcessResultFailed;
+    const Plane p{oDest.GetRow(0),   StrideOf(oDest),   oDest.GetWidth(),   oDest.GetHeight(),
+                  oSource.GetRow(0), StrideOf(oSource), oSource.GetWidth(), oSource.GetHeight()};
+    static const uint8_t zero[4] = {0, 0, 0, 0};
+    static const uint8_t opaque[4] = {0, 0, 0, 255};
+    return RotatePlane(oProcess, p, iAngle, oClip, bpp, zero, bpp == 4 ? opaque : zero);
+}
+
+LProcessResult LImgProRotoClipYUV420P::Process(LProcessInterface& oProcess, LImageBuffer& oDest,
+                                               const LImageBuffer& oSource) const
+{
+    const pixelformat_t pf = oSource.GetPixelFormat();
+    if ((pf != YUV420P && pf != YUVJ420P) || oDest.GetPixelFormat() != pf || iAngle % 90 || !oDest.IsValid() ||
+        !oSource.IsValid())
+        return LProcessResultFailed;
+    const LImageFormat &df = oDest.GetFormat(), &sf = oSource.GetFormat();
+    const int dw = df.iWidth, dh = df.iHeight, sw = sf.iWidth, sh = sf.iHeight;
+    Plane y{oDest.GetData(), ptrdiff_t(df.nWidthBytes), dw, dh, oSource.GetData(), ptrdiff_t(sf.nWidthBytes), sw, sh};
+    LProcessResult r = RotatePlane(oProcess, y, iAngle, oClip, 1, &arFill[0], &arFill[0]);
+    const LRectangle half{oClip.left >> 1, oClip.top >> 1, (oClip.right + 1) >> 1, (oClip.bottom + 1) >> 1};
+    for (int plane = 1; plane < 3 && !r; ++plane)
+    {
+        const Plane c{plane == 1 ? oDest.GetFirstScanLineU() : oDest.GetFirstScanLineV(),
+                      ptrdiff_t(plane == 1 ? df.nWidthBytesPlanarU : df.nWidthBytesPlanarV),
+                      (dw + 1) >> 1,
+                      (dh + 1) >> 1,
+                      plane == 1 ? oSource.GetFirstScanLineU() : oSource.GetFirstScanLineV(),
+                      ptrdiff_t(plane == 1 ? sf.nWidthBytesPlanarU : sf.nWidthBytesPlanarV),
+                      (sw + 1) >> 1,
+                      (sh + 1) >> 1};
+        r = RotatePlane(oProcess, c, iAngle, half, 1, &arFill[plane], &arFill[plane]);
+    }
+    return r;
+}
+
+LProcessResult LImgProRotateBilinear(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource,
+                                     double dRadians)
+{
+    if (!oSource.IsValid() || !oDest.IsValid() || oSource.GetPixelFormat() != B8G8R8A8 ||
+        oDest.GetPixelFormat() != B8G8R8A8)
+        return LProcessResultFailed;
+    const int sw = oSource.GetWidth(), sh = oSource.GetHeight(), dw = oDest.GetWidth(), dh = oDest.GetHeight();
+    // Inverse map in 16.16 fixed point, from destination pixel centres to source pixel
+    // coordinates (integer part the top-left neighbour).
+    const double cs = std::cos(dRadians), sn = std::sin(dRadians);
+    const int64_t one = 65536;
+    const int64_t stepX = std::llround(cs * one), stepY = std::llround(-sn * one);
+    LImgProBandRunner runner(dh, 8);
+    const int r = runner.Run(oProcess, [&](const LImgProBand& band, LImgProBandRunner& run) {
+        for (int Y = band.iFirst; Y < band.iFirst + band.iCount; ++Y)
+        {
+            if (run.IsToStop(band))
+                return false;
+            const double dx = 0.5 - dw / 2.0, dy = Y + 0.5 - dh / 2.0;
+            int64_t fx = std::llround((cs * dx + sn * dy + sw / 2.0 - 0.5) * one);
+            int64_t fy = std::llround((-sn * dx + cs * dy + sh / 2.0 - 0.5) * one);
+            uint8_t* out = oDest.GetRow(Y);
+            for (int X = 0; X < dw; ++X, fx += stepX, fy += stepY, out += 4)
+            {
+                const int64_t ix = fx >> 16, iy = fy >> 16;
+                if (ix < -1 || iy < -1 || ix >= sw || iy >= sh)
+                {
+                    memset(out, 0, 4);
+                    continue;
+                }
+                const uint32_t ax = uint32_t((fx & 0xFFFF) >> 8), ay = uint32_t((fy & 0xFFFF) >> 8);
+                const uint32_t w[4] = {(256 - ax) * (256 - ay), ax * (256 - ay), (256 - ax) * ay, ax * ay};
+                const uint8_t* px[4];
+                bool inside = true;
+                for (int k = 0; k < 4; ++k)
+                {
+                    const int64_t x = ix + (k & 1), y = iy + (k >> 1);
+                    px[k] = x >= 0 && y >= 0 && x < sw && y < sh ? oSource.GetRow(int(y)) + x * 4 : nullptr;
+                    inside = inside && px[k] && px[k][3] == 255;
+                }
+                if (inside)
+                {
+                    for (int c = 0; c < 3; ++c)
+                        out[c] = uint8_t((w[0] * px[0][c] + w[1] * px[1][c] + w[2] * px[2][c] + w[3] * px[3][c] +
+                                          32768) >> 16);
+                    out[3] = 255;
+                    continue;
+                }
+                uint64_t acc[3] = {0, 0, 0}, alpha = 0;
+                for (int k = 0; k < 4; ++k)
+                    if (px[k])
+                    {
+                        const uint64_t wa = uint64_t(w[k]) * px[k][3];
+                        alpha += wa;
+                        for (int c = 0; c < 3; ++c)
+                            acc[c] += wa * px[k][c];
+                    }
+                out[3] = uint8_t((alpha + 32768) >> 16);
+                for (int c = 0; c < 3; ++c)
+                    out[c] = alpha ? uint8_t((acc[c] + alpha / 2) / alpha) : 0;
+            }
+        }
+        return true;
+    });
+    return r ? LProcessResultCancelled : LProcessResultSuccess;
+}
