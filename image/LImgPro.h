@@ -12,3 +12,6 @@
 #include "image/LImgProFlip.h"
 #include "image/LImgProRotate.h"
 #include "image/LImgProScale.h"
+#include "image/LImageBoxBlur.h"
+#include "image/LImgProMotionBlur.h"
+#include "image/LImgProNoise.h"

@@ -20,10 +20,10 @@ int LImgProGetThreadCount()
     return hw ? int(std::min(hw, 64u)) : 1;
 }
 
-LImgProBandRunner::LImgProBandRunner(int lines, int minPerBand) : iLines(std::max(lines, 0))
+LImgProBandRunner::LImgProBandRunner(int lines, int minPerBand, int threads) : iLines(std::max(lines, 0))
 {
     const int byWork = std::max(1, iLines / std::max(minPerBand, 1));
-    iBands = std::max(1, std::min(LImgProGetThreadCount(), byWork));
+    iBands = std::max(1, std::min(threads > 0 ? threads : LImgProGetThreadCount(), byWork));
 }
 
 int LImgProBandRunner::Run(LProcessInterface& process,

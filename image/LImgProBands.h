@@ -25,7 +25,7 @@ class LImgProBandRunner
 {
 public:
     // Lines shorter than minPerBand are not worth a thread of their own.
-    explicit LImgProBandRunner(int lines, int minPerBand = 16);
+    explicit LImgProBandRunner(int lines, int minPerBand = 16, int threads = 0);
 
     // Runs fn on each band and waits for all. fn returns false to stop early. The result is 1 when
     // stopped, else 0.

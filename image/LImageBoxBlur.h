@@ -1,0 +1,21 @@
+#pragma once
+// A box blur for masks and shadows: integer means over a window that is clipped at the line
+// ends. Three passes each way approximate a Gaussian. 32-bit images; all four channels alike.
+
+#include "image/LImageBuffer.h"
+
+struct LImageBlurSettings
+{
+    LImageBuffer* lpImage = nullptr;
+    unsigned long iRadius = 0;
+    int iThreads = 0; // 0: one per processor
+    int iPasses = 1;
+};
+
+// Blurs lines iFirst to iFirst + iCount - 1 (rows when bHorizontal, else columns) in place. The
+// radius is capped at (length - 1) / 2.
+LProcessResult LImageBoxBlur(LProcessInterface& oProcess, LImageBuffer& oImage, bool bHorizontal, unsigned long iFirst,
+                             unsigned long iCount, unsigned long iRadius);
+
+// All horizontal passes, then all vertical ones, each split over the threads by lines.
+LProcessResult Process(LProcessInterface& oProcess, LImageBlurSettings& oSettings);
