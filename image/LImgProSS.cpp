@@ -76,6 +76,46 @@ __attribute__((target("avx2"))) void ConvAVX2(const uint8_t* in, int ts, int j0,
     ConvPlain(in, ts, j, j1, K, R, val);
 }
 
+// The last step of a line: blur keeps the filtered value, sharpen takes 2*pixel minus it, and
+// either is faded against the input when fade <= 256. Over a run of contiguous bytes.
+void FinishPlain(const uint8_t* in, const uint8_t* val, uint8_t* out, int bytes, bool sharpen, int fade)
+{
+    for (int b = 0; b < bytes; ++b)
+    {
+        int f = val[b];
+        if (sharpen)
+            f = std::clamp(2 * in[b] - f, 0, 255);
+        if (fade <= 256)
+            f = in[b] + (((f - in[b]) * fade) >> 8);
+        out[b] = uint8_t(f);
+    }
+}
+
+__attribute__((target("avx2"))) void FinishAVX2(const uint8_t* in, const uint8_t* val, uint8_t* out, int bytes,
+                                                bool sharpen, int fade)
+{
+    int b = 0;
+    const __m256i zero = _mm256_setzero_si256(), max = _mm256_set1_epi16(255), f16 = _mm256_set1_epi16(int16_t(fade));
+    for (; b + 16 <= bytes; b += 16)
+    {
+        const __m256i p = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + b)));
+        __m256i f = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(val + b)));
+        if (sharpen)
+            f = _mm256_min_epi16(_mm256_max_epi16(_mm256_sub_epi16(_mm256_add_epi16(p, p), f), zero), max);
+        if (fade <= 256)
+        {
+            // (d*fade) >> 8 needs 17 bits before the shift: put it together from both halves of
+            // the product; the result fits 16 bits again.
+            const __m256i d = _mm256_sub_epi16(f, p);
+            const __m256i lo = _mm256_mullo_epi16(d, f16), hi = _mm256_mulhi_epi16(d, f16);
+            f = _mm256_add_epi16(p, _mm256_or_si256(_mm256_slli_epi16(hi, 8), _mm256_srli_epi16(lo, 8)));
+        }
+        const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi16(f, f), 0x08);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + b), _mm256_castsi256_si128(packed));
+    }
+    FinishPlain(in + b, val + b, out + b, bytes - b, sharpen, fade);
+}
+
 bool HasAVX2()
 {
     static const bool b = __builtin_cpu_supports("avx2");
@@ -244,21 +284,12 @@ void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* o
 
     const bool sharpen = dRadius > 0;
     const int fade = GetFade();
-    for (int x = 0; x < n; ++x)
-    {
-        const uint8_t* p = in + x * ts;
-        const uint8_t* v = val + x * ts;
-        uint8_t* o = out + size_t(x) * os;
-        for (int c = 0; c < nch; ++c)
-        {
-            int f = v[c];
-            if (sharpen)
-                f = std::clamp(2 * p[c] - f, 0, 255);
-            if (fade <= 256)
-                f = p[c] + (((f - p[c]) * fade) >> 8);
-            o[c] = uint8_t(f);
-        }
-    }
+    auto finish = HasAVX2() ? FinishAVX2 : FinishPlain;
+    if (ts == nch && os == nch)
+        finish(in, val, out, n * nch, sharpen, fade);
+    else
+        for (int x = 0; x < n; ++x)
+            finish(in + size_t(x) * ts, val + size_t(x) * ts, out + size_t(x) * os, nch, sharpen, fade);
 }
 
 LProcessResult LImgProSS::Process(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const
