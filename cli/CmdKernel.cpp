@@ -83,7 +83,8 @@ int Run(int argc, char** argv)
     else if (!strcmp(name, "sharpen"))
         ss.SetRadius(hasArg ? arg : 5, true);
     // Destinations are made once, before timing, as a caller that reuses its buffers would.
-    auto prepare = [&]() -> bool {
+    auto prepare = [&]() -> bool
+    {
         if (!strcmp(name, "resize"))
         {
             const double p = (hasArg ? arg : 50) / 100;
@@ -97,7 +98,8 @@ int Run(int argc, char** argv)
         }
         return dst.AllocateNewBuffer(src.GetFormat());
     };
-    auto kernel = [&]() -> int {
+    auto kernel = [&]() -> int
+    {
         if (!strcmp(name, "gaussblur") || !strcmp(name, "sharpen"))
             return ss.Process(v, dst, src);
         if (!strcmp(name, "resize"))

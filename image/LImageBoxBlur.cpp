@@ -42,8 +42,8 @@ void BoxLine(uint8_t* p, ptrdiff_t step, int n, int r, std::vector<uint8_t>& tmp
 }
 } // namespace
 
-LProcessResult LImageBoxBlur(LProcessInterface& oProcess, LImageBuffer& oImage, bool bHorizontal, unsigned long iFirst,
-                             unsigned long iCount, unsigned long iRadius)
+LProcessResult LImageBoxBlur(LProcessInterface& oProcess, LImageBuffer& oImage, bool bHorizontal,
+                             unsigned long iFirst, unsigned long iCount, unsigned long iRadius)
 {
     if (!oImage.IsValid() || oImage.GetPixelFormat() != B8G8R8A8)
         return LProcessResultFailed;
@@ -96,11 +96,13 @@ LProcessResult Process(LProcessInterface& oProcess, LImageBlurSettings& oSetting
         const bool horizontal = step < passes;
         const int lines = horizontal ? img->GetHeight() : img->GetWidth();
         LImgProBandRunner runner(lines, 1, oSettings.iThreads);
-        const int r = runner.Run(oProcess, [&](const LImgProBand& band, LImgProBandRunner& run) {
-            BandProcess bp(run, band);
-            return LImageBoxBlur(bp, *img, horizontal, band.iFirst, band.iCount, oSettings.iRadius) ==
-                   LProcessResultSuccess;
-        });
+        const int r = runner.Run(oProcess,
+                                 [&](const LImgProBand& band, LImgProBandRunner& run)
+                                 {
+                                     BandProcess bp(run, band);
+                                     return LImageBoxBlur(bp, *img, horizontal, band.iFirst, band.iCount,
+                                                          oSettings.iRadius) == LProcessResultSuccess;
+                                 });
         if (r)
             return LProcessResultCancelled;
         oProcess.SetProgress(double(step + 1) / (2 * passes));

@@ -14,8 +14,8 @@ struct LImageBlurSettings
 
 // Blurs lines iFirst to iFirst + iCount - 1 (rows when bHorizontal, else columns) in place. The
 // radius is capped at (length - 1) / 2.
-LProcessResult LImageBoxBlur(LProcessInterface& oProcess, LImageBuffer& oImage, bool bHorizontal, unsigned long iFirst,
-                             unsigned long iCount, unsigned long iRadius);
+LProcessResult LImageBoxBlur(LProcessInterface& oProcess, LImageBuffer& oImage, bool bHorizontal,
+                             unsigned long iFirst, unsigned long iCount, unsigned long iRadius);
 
 // All horizontal passes, then all vertical ones, each split over the threads by lines.
 LProcessResult Process(LProcessInterface& oProcess, LImageBlurSettings& oSettings);

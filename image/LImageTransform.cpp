@@ -9,8 +9,8 @@
 
 namespace LImage
 {
-LProcessResult Resize(LProcessInterface& oProcess, const LImageBuffer& oSource, LImageBuffer& oDest, int iWidth,
-                      int iHeight, bool bKeepAspect, ResizeFilter eFilter)
+LProcessResult Resize(LProcessInterface& oProcess, const LImageBuffer& oSource, LImageBuffer& oDest,
+                      int iWidth, int iHeight, bool bKeepAspect, ResizeFilter eFilter)
 {
     if (eFilter != ResizeNearest && eFilter != ResizeBilinear)
     {
@@ -58,7 +58,8 @@ LProcessResult Resize(LProcessInterface& oProcess, const LImageBuffer& oSource, 
     return LApplyImageProcess(oDest, oSource, bi, oProcess);
 }
 
-LProcessResult Rotate(LProcessInterface& oProcess, const LImageBuffer& oSource, LImageBuffer& oDest, double dTurns)
+LProcessResult Rotate(LProcessInterface& oProcess, const LImageBuffer& oSource, LImageBuffer& oDest,
+                      double dTurns)
 {
     if (!oSource.IsValid())
         return LProcessResultFailed;
@@ -81,15 +82,16 @@ LProcessResult Rotate(LProcessInterface& oProcess, const LImageBuffer& oSource, 
     const int W = int(std::ceil(w * c + h * s)), H = int(std::ceil(w * s + h * c));
     if (oProcess.IsToStop())
         return LProcessResultCancelled;
-    if (!oDest.AllocateNewBuffer(LImageFormat(B8G8R8A8, std::max(W, 1), std::max(H, 1), false)) || !oDest.IsValid())
+    if (!oDest.AllocateNewBuffer(LImageFormat(B8G8R8A8, std::max(W, 1), std::max(H, 1), false)) ||
+        !oDest.IsValid())
         return LProcessResultFailed;
     if (oSource.GetPixelFormat() != B8G8R8A8)
         return LProcessResultFailed;
     return LImgProRotateBilinear(oProcess, oDest, oSource, theta);
 }
 
-bool Copy(const LImageBuffer& oSource, LImageBuffer& oDest, int iDestX, int iDestY, int iSourceX, int iSourceY,
-          int iWidth, int iHeight)
+bool Copy(const LImageBuffer& oSource, LImageBuffer& oDest, int iDestX, int iDestY, int iSourceX,
+          int iSourceY, int iWidth, int iHeight)
 {
     if (!oSource.IsValid() || !oDest.IsValid() || oSource.GetPixelFormat() != oDest.GetPixelFormat() ||
         LIsPlanarPixelFormat(oSource.GetPixelFormat()))
@@ -99,7 +101,8 @@ bool Copy(const LImageBuffer& oSource, LImageBuffer& oDest, int iDestX, int iDes
         return false;
     const int bpp = bits / 8;
     // Clip against both buffers, moving both origins together.
-    auto clip = [](int& d, int& s, int& n, int dLen, int sLen) {
+    auto clip = [](int& d, int& s, int& n, int dLen, int sLen)
+    {
         const int shift = std::max({0, -d, -s});
         d += shift;
         s += shift;
@@ -111,8 +114,8 @@ bool Copy(const LImageBuffer& oSource, LImageBuffer& oDest, int iDestX, int iDes
     if (iWidth <= 0 || iHeight <= 0)
         return true;
     for (int y = 0; y < iHeight; ++y)
-        memmove(oDest.GetRow(iDestY + y) + size_t(iDestX) * bpp, oSource.GetRow(iSourceY + y) + size_t(iSourceX) * bpp,
-                size_t(iWidth) * bpp);
+        memmove(oDest.GetRow(iDestY + y) + size_t(iDestX) * bpp,
+                oSource.GetRow(iSourceY + y) + size_t(iSourceX) * bpp, size_t(iWidth) * bpp);
     return true;
 }
 } // namespace LImage

@@ -41,10 +41,12 @@ int LImgProBandRunner::Run(LProcessInterface& process,
         bands.push_back({i * per, i == iBands - 1 ? iLines - i * per : per, i == 0});
     std::vector<std::thread> workers;
     for (int i = 1; i < iBands; ++i)
-        workers.emplace_back([this, &fn, band = bands[i]] {
-            if (!fn(band, *this))
-                bStop = true;
-        });
+        workers.emplace_back(
+            [this, &fn, band = bands[i]]
+            {
+                if (!fn(band, *this))
+                    bStop = true;
+            });
     if (!fn(bands[0], *this))
         bStop = true;
     for (std::thread& t : workers)

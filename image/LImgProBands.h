@@ -29,7 +29,8 @@ public:
 
     // Runs fn on each band and waits for all. fn returns false to stop early. The result is 1 when
     // stopped, else 0.
-    int Run(LProcessInterface& process, const std::function<bool(const LImgProBand&, LImgProBandRunner&)>& fn);
+    int Run(LProcessInterface& process,
+            const std::function<bool(const LImgProBand&, LImgProBandRunner&)>& fn);
 
     // Called inside fn once per line or so: on the caller's band it asks the interface (every
     // stopEvery calls) and raises the shared flag; on the others it reads the flag.

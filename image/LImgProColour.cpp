@@ -68,5 +68,6 @@ LPixelColour ColorBlend(LPixelColour oFirst, LPixelColour oSecond, float fAmount
         return oFirst;
     const float keep = 1 - fAmount;
     auto mix = [&](uint8_t a, uint8_t b) { return uint8_t(int(b * fAmount + a * keep) & 0xFF); };
-    return LPixelColour(mix(oFirst.b, oSecond.b), mix(oFirst.g, oSecond.g), mix(oFirst.r, oSecond.r), oFirst.a);
+    return LPixelColour(mix(oFirst.b, oSecond.b), mix(oFirst.g, oSecond.g), mix(oFirst.r, oSecond.r),
+                        oFirst.a);
 }

@@ -71,8 +71,8 @@ void ReverseInPlace(uint8_t* p, int w, int bpp)
 }
 } // namespace
 
-LProcessResult LImgProFlipPlane(LProcessInterface& oProcess, int iFlip, uint8_t* dst, ptrdiff_t ds, const uint8_t* src,
-                                ptrdiff_t ss, int w, int h, int bpp)
+LProcessResult LImgProFlipPlane(LProcessInterface& oProcess, int iFlip, uint8_t* dst, ptrdiff_t ds,
+                                const uint8_t* src, ptrdiff_t ss, int w, int h, int bpp)
 {
     const bool horizontal = iFlip & 1, vertical = iFlip & 2;
     const size_t bytes = size_t(w) * bpp;
@@ -80,49 +80,51 @@ LProcessResult LImgProFlipPlane(LProcessInterface& oProcess, int iFlip, uint8_t*
     // In place with a vertical part, line y takes rows y and h-1-y together.
     const int lines = inPlace && vertical ? (h + 1) / 2 : h;
     LImgProBandRunner runner(lines, 32);
-    const int r = runner.Run(oProcess, [&](const LImgProBand& band, LImgProBandRunner& run) {
-        std::vector<uint8_t> tmp(inPlace && vertical ? bytes : 0);
-        for (int y = band.iFirst; y < band.iFirst + band.iCount; ++y)
-        {
-            if (run.IsToStop(band))
-                return false;
-            uint8_t* d = dst + y * ds;
-            const uint8_t* s = src + y * ss;
-            if (!inPlace)
-            {
-                const uint8_t* from = vertical ? src + (h - 1 - y) * ss : s;
-                if (horizontal)
-                    ReverseCopy(d, from, w, bpp);
-                else
-                    memcpy(d, from, bytes);
-            }
-            else if (!vertical)
-                ReverseInPlace(d, w, bpp);
-            else
-            {
-                uint8_t* e = dst + (h - 1 - y) * ds;
-                if (e == d)
-                {
-                    if (horizontal)
-                        ReverseInPlace(d, w, bpp);
-                    continue;
-                }
-                if (horizontal)
-                {
-                    ReverseCopy(tmp.data(), d, w, bpp);
-                    ReverseCopy(d, e, w, bpp);
-                    memcpy(e, tmp.data(), bytes);
-                }
-                else
-                {
-                    memcpy(tmp.data(), d, bytes);
-                    memcpy(d, e, bytes);
-                    memcpy(e, tmp.data(), bytes);
-                }
-            }
-        }
-        return true;
-    });
+    const int r = runner.Run(oProcess,
+                             [&](const LImgProBand& band, LImgProBandRunner& run)
+                             {
+                                 std::vector<uint8_t> tmp(inPlace && vertical ? bytes : 0);
+                                 for (int y = band.iFirst; y < band.iFirst + band.iCount; ++y)
+                                 {
+                                     if (run.IsToStop(band))
+                                         return false;
+                                     uint8_t* d = dst + y * ds;
+                                     const uint8_t* s = src + y * ss;
+                                     if (!inPlace)
+                                     {
+                                         const uint8_t* from = vertical ? src + (h - 1 - y) * ss : s;
+                                         if (horizontal)
+                                             ReverseCopy(d, from, w, bpp);
+                                         else
+                                             memcpy(d, from, bytes);
+                                     }
+                                     else if (!vertical)
+                                         ReverseInPlace(d, w, bpp);
+                                     else
+                                     {
+                                         uint8_t* e = dst + (h - 1 - y) * ds;
+                                         if (e == d)
+                                         {
+                                             if (horizontal)
+                                                 ReverseInPlace(d, w, bpp);
+                                             continue;
+                                         }
+                                         if (horizontal)
+                                         {
+                                             ReverseCopy(tmp.data(), d, w, bpp);
+                                             ReverseCopy(d, e, w, bpp);
+                                             memcpy(e, tmp.data(), bytes);
+                                         }
+                                         else
+                                         {
+                                             memcpy(tmp.data(), d, bytes);
+                                             memcpy(d, e, bytes);
+                                             memcpy(e, tmp.data(), bytes);
+                                         }
+                                     }
+                                 }
+                                 return true;
+                             });
     return r ? LProcessResultCancelled : LProcessResultSuccess;
 }
 
@@ -131,8 +133,8 @@ static ptrdiff_t StrideOf(const LImageBuffer& b, uint32_t rowBytes)
     return b.GetFormat().bUpsideDown ? -ptrdiff_t(rowBytes) : ptrdiff_t(rowBytes);
 }
 
-LProcessResult LImgProFlip::Process(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource,
-                                    int bpp) const
+LProcessResult LImgProFlip::Process(LProcessInterface& oProcess, LImageBuffer& oDest,
+                                    const LImageBuffer& oSource, int bpp) const
 {
     if (!oSource.IsValid() || !oDest.IsValid() || oDest.GetWidth() != oSource.GetWidth() ||
         oDest.GetHeight() != oSource.GetHeight())
@@ -153,8 +155,9 @@ LProcessResult LImgProFlip::ProcessYUV420P(LProcessInterface& oProcess, LImageBu
                                            const LImageBuffer& oSource) const
 {
     const pixelformat_t pf = oSource.GetPixelFormat();
-    if ((pf != YUV420P && pf != YUVJ420P) || oDest.GetPixelFormat() != pf || !oDest.IsValid() || !oSource.IsValid() ||
-        oDest.GetWidth() != oSource.GetWidth() || oDest.GetHeight() != oSource.GetHeight())
+    if ((pf != YUV420P && pf != YUVJ420P) || oDest.GetPixelFormat() != pf || !oDest.IsValid() ||
+        !oSource.IsValid() || oDest.GetWidth() != oSource.GetWidth() ||
+        oDest.GetHeight() != oSource.GetHeight())
         return LProcessResultFailed;
     const int w = oSource.GetWidth(), h = oSource.GetHeight();
     const int cw = (w + 1) >> 1, ch = (h + 1) >> 1;

@@ -29,7 +29,8 @@ LProcessResult LApplyImageProcess(LImageBuffer& oImage, K& oKernel, LProcessInte
     }
 }
 
-template <class K> LProcessResult LApplyImageProcess(LImageBuffer& oImage, K& oKernel)
+template <class K>
+LProcessResult LApplyImageProcess(LImageBuffer& oImage, K& oKernel)
 {
     LProcessInterfaceVoid oVoid;
     return LApplyImageProcess(oImage, oKernel, oVoid);
@@ -65,34 +66,41 @@ LProcessResult LApplyImageProcess(LImageBuffer& oDest, const LImageBuffer& oSour
     }
 }
 
-template <class K> LProcessResult LApplyImageProcess(LImageBuffer& oDest, const LImageBuffer& oSource, K& oKernel)
+template <class K>
+LProcessResult LApplyImageProcess(LImageBuffer& oDest, const LImageBuffer& oSource, K& oKernel)
 {
     LProcessInterfaceVoid oVoid;
     return LApplyImageProcess(oDest, oSource, oKernel, oVoid);
 }
 
 // The 8-bit pixel a short format widens to: with alpha when the format has an alpha bit.
-template <class F> struct LPixWide
+template <class F>
+struct LPixWide
 {
     using Type = F;
 };
-template <> struct LPixWide<LPFB5G6R5>
+template <>
+struct LPixWide<LPFB5G6R5>
 {
     using Type = LPFB8G8R8;
 };
-template <> struct LPixWide<LPFB5G5R5A1>
+template <>
+struct LPixWide<LPFB5G5R5A1>
 {
     using Type = LPFB8G8R8A8;
 };
-template <> struct LPixWide<LPFB5G5R5X1>
+template <>
+struct LPixWide<LPFB5G5R5X1>
 {
     using Type = LPFB8G8R8;
 };
 
-template <class F> constexpr bool LPixIsShort = !std::is_same_v<typename LPixWide<F>::Type, F>;
+template <class F>
+constexpr bool LPixIsShort = !std::is_same_v<typename LPixWide<F>::Type, F>;
 
 // One pixel through a kernel's 8-bit form; in and out may be the same object.
-template <class K, class F> inline void LPixApplyEffect(const K& oKernel, const F& oIn, F& oOut)
+template <class K, class F>
+inline void LPixApplyEffect(const K& oKernel, const F& oIn, F& oOut)
 {
     if constexpr (LPixIsShort<F>)
     {

@@ -6,5 +6,5 @@
 
 // Formats 0 and 1. Colour is the integer mean of the samples that fall inside, alpha becomes
 // 255; the centre pixel is kept as it is.
-LProcessResult LImgProMotionBlur(LProcessInterface& oProcess, LImageBuffer& oImage, double dRadius, int iCentreX,
-                                 int iCentreY, bool bSpin);
+LProcessResult LImgProMotionBlur(LProcessInterface& oProcess, LImageBuffer& oImage, double dRadius,
+                                 int iCentreX, int iCentreY, bool bSpin);

@@ -9,9 +9,9 @@
 
 #include "image/LImgProBands.h"
 
-LProcessResult QDEffectRenderNoise(LProcessInterface& oProcess, int iFirstRow, int iRowCount, const LImageBuffer& oImage,
-                                   float* lpRed, float* lpGreen, float* lpBlue, float* lpWeight,
-                                   const LImgProNoiseSettings& oSettings, float* lpSpill)
+LProcessResult QDEffectRenderNoise(LProcessInterface& oProcess, int iFirstRow, int iRowCount,
+                                   const LImageBuffer& oImage, float* lpRed, float* lpGreen, float* lpBlue,
+                                   float* lpWeight, const LImgProNoiseSettings& oSettings, float* lpSpill)
 {
     const int w = oImage.GetWidth(), h = oImage.GetHeight();
     const int bpp = oImage.GetPixelFormat() == B8G8R8A8 ? 4 : 3;
@@ -19,13 +19,14 @@ LProcessResult QDEffectRenderNoise(LProcessInterface& oProcess, int iFirstRow, i
     if (rows <= 0)
         return LProcessResultSuccess;
     const double c = -2.0 * oSettings.fNoise * oSettings.fNoise;
-    const double hh = std::max(double(oSettings.fNoise * oSettings.fSmoothing) * (oSettings.fNoise * oSettings.fSmoothing),
-                               0.0001);
+    const double hh = std::max(
+        double(oSettings.fNoise * oSettings.fSmoothing) * (oSettings.fNoise * oSettings.fSmoothing), 0.0001);
     const int P = std::max(oSettings.iPatchRadius, 0), S = std::max(oSettings.iSearchRadius, 0);
     float* sums[4] = {lpRed, lpGreen, lpBlue, lpWeight};
     const size_t spillPlane = size_t(S) * w;
     // Where the sums of pixel (x, y) live: the shared arrays inside the band, the spill below it.
-    auto at = [&](int k, int x, int y) -> float& {
+    auto at = [&](int k, int x, int y) -> float&
+    {
         if (lpSpill && y >= y1)
             return lpSpill[k * spillPlane + size_t(y - y1) * w + x];
         return sums[k][size_t(y) * w + x];
@@ -80,7 +81,8 @@ LProcessResult QDEffectRenderNoise(LProcessInterface& oProcess, int iFirstRow, i
                     if (x + dx >= w || y + dy >= h)
                         continue;
                     const int xa = std::max(x - P, 0), xb = std::min(x + P, w - 1) + 1;
-                    const double sum = integral(xb, yb) - integral(xa, yb) - integral(xb, ya) + integral(xa, ya);
+                    const double sum =
+                        integral(xb, yb) - integral(xa, yb) - integral(xb, ya) + integral(xa, ya);
                     const float wt = float(std::exp(-std::max(sum + c, 0.0) / hh));
                     const float* a = colour(x, y);
                     const float* b = colour(x + dx, y + dy);
@@ -124,23 +126,27 @@ LProcessResult LImgProNoiseReduction(LProcessInterface& oProcess, LImageBuffer& 
     LImgProBandRunner runner(h, 1);
     std::vector<std::vector<float>> spills(runner.iBands);
     const int per = h / runner.iBands;
-    const int r = runner.Run(oProcess, [&](const LImgProBand& band, LImgProBandRunner& run) {
-        class BandProcess : public LProcessInterface
-        {
-        public:
-            BandProcess(LImgProBandRunner& r, const LImgProBand& b) : oRun(r), oBand(b) {}
-            bool IsToStop() override { return oRun.IsToStop(oBand); }
-            int ProcessWait(int) override { return 2; }
-            int ProcessWaitSignal(LSignalObject&, int) override { return 2; }
-            int ProcessWaitSignalObjectGroup(LSignalObjectGroup&, int) override { return 2; }
-            LImgProBandRunner& oRun;
-            const LImgProBand& oBand;
-        } bp(run, band);
-        std::vector<float>& spill = spills[per ? band.iFirst / per : 0];
-        spill.assign(size_t(4) * S * w, 0.0f);
-        return QDEffectRenderNoise(bp, band.iFirst, band.iCount, oImage, arrays[0].get(), arrays[1].get(),
-                                   arrays[2].get(), arrays[3].get(), oSettings, spill.data()) == LProcessResultSuccess;
-    });
+    const int r =
+        runner.Run(oProcess,
+                   [&](const LImgProBand& band, LImgProBandRunner& run)
+                   {
+                       class BandProcess : public LProcessInterface
+                       {
+                       public:
+                           BandProcess(LImgProBandRunner& r, const LImgProBand& b) : oRun(r), oBand(b) {}
+                           bool IsToStop() override { return oRun.IsToStop(oBand); }
+                           int ProcessWait(int) override { return 2; }
+                           int ProcessWaitSignal(LSignalObject&, int) override { return 2; }
+                           int ProcessWaitSignalObjectGroup(LSignalObjectGroup&, int) override { return 2; }
+                           LImgProBandRunner& oRun;
+                           const LImgProBand& oBand;
+                       } bp(run, band);
+                       std::vector<float>& spill = spills[per ? band.iFirst / per : 0];
+                       spill.assign(size_t(4) * S * w, 0.0f);
+                       return QDEffectRenderNoise(bp, band.iFirst, band.iCount, oImage, arrays[0].get(),
+                                                  arrays[1].get(), arrays[2].get(), arrays[3].get(),
+                                                  oSettings, spill.data()) == LProcessResultSuccess;
+                   });
     if (r)
         return LProcessResultCancelled;
     // Rows a band reached below itself are added in band order, so the result never depends on

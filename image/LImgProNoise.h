@@ -18,9 +18,10 @@ struct LImgProNoiseSettings
 // visited, each serving both directions; patch sums are clamped to the band. Neighbour rows
 // below the band go into lpSpill (search radius rows of W, four arrays after each other) when it
 // is given, so that bands can run at once without sharing memory.
-LProcessResult QDEffectRenderNoise(LProcessInterface& oProcess, int iFirstRow, int iRowCount, const LImageBuffer& oImage,
-                                   float* lpRed, float* lpGreen, float* lpBlue, float* lpWeight,
-                                   const LImgProNoiseSettings& oSettings, float* lpSpill = nullptr);
+LProcessResult QDEffectRenderNoise(LProcessInterface& oProcess, int iFirstRow, int iRowCount,
+                                   const LImageBuffer& oImage, float* lpRed, float* lpGreen, float* lpBlue,
+                                   float* lpWeight, const LImgProNoiseSettings& oSettings,
+                                   float* lpSpill = nullptr);
 
 // The whole render: one band per processor, then each pixel becomes its weighted mean; alpha
 // stays. Formats 0 and 1.

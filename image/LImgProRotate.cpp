@@ -67,7 +67,8 @@ bool HasAVX2()
 
 // Eight destination rows of eight 32-bit pixels from eight source rows: row k starts at
 // src + k*step, and destination row j takes element j of each (element 7-j when reversed).
-__attribute__((target("avx2"))) void Block8(uint8_t* d, ptrdiff_t ds, const uint8_t* src, ptrdiff_t step, bool reversed)
+__attribute__((target("avx2"))) void Block8(uint8_t* d, ptrdiff_t ds, const uint8_t* src, ptrdiff_t step,
+                                            bool reversed)
 {
     const __m256i rev = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
     __m256i r[8];
@@ -92,7 +93,8 @@ __attribute__((target("avx2"))) void Block8(uint8_t* d, ptrdiff_t ds, const uint
     }
     for (int j = 0; j < 4; ++j)
     {
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + j * ds), _mm256_permute2x128_si256(u[j], u[j + 4], 0x20));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + j * ds),
+                            _mm256_permute2x128_si256(u[j], u[j + 4], 0x20));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + (j + 4) * ds),
                             _mm256_permute2x128_si256(u[j], u[j + 4], 0x31));
     }
@@ -109,8 +111,8 @@ struct Plane
 };
 
 // dest(X, Y) = rotated(L + X, T + Y); rotated is the source turned clockwise by angle.
-LProcessResult RotatePlane(LProcessInterface& oProcess, const Plane& p, int angle, const LRectangle& c, int bpp,
-                           const uint8_t* outside, const uint8_t* blank)
+LProcessResult RotatePlane(LProcessInterface& oProcess, const Plane& p, int angle, const LRectangle& c,
+                           int bpp, const uint8_t* outside, const uint8_t* blank)
 {
     const bool quarter = angle == 90 || angle == 270;
     const int rw = quarter ? p.sh : p.sw, rh = quarter ? p.sw : p.sh;
@@ -129,77 +131,83 @@ LProcessResult RotatePlane(LProcessInterface& oProcess, const Plane& p, int angl
     const int y0 = std::clamp(-c.top, 0, p.dh), y1 = std::clamp(rh - c.top, y0, p.dh);
     const int groups = (p.dh + kGroupRows - 1) / kGroupRows;
     LImgProBandRunner runner(groups, 1);
-    const int r = runner.Run(oProcess, [&](const LImgProBand& band, LImgProBandRunner& run) {
-        for (int g = band.iFirst; g < band.iFirst + band.iCount; ++g)
+    const int r = runner.Run(
+        oProcess,
+        [&](const LImgProBand& band, LImgProBandRunner& run)
         {
-            const int ya = g * kGroupRows, yb = std::min(p.dh, ya + kGroupRows);
-            for (int y = ya; y < yb; ++y)
+            for (int g = band.iFirst; g < band.iFirst + band.iCount; ++g)
             {
-                if (run.IsToStop(band))
-                    return false;
-                uint8_t* d = p.d + y * p.ds;
-                if (y < y0 || y >= y1)
+                const int ya = g * kGroupRows, yb = std::min(p.dh, ya + kGroupRows);
+                for (int y = ya; y < yb; ++y)
                 {
-                    Fill(d, p.dw, bpp, outside);
-                    continue;
-                }
-                Fill(d, x0, bpp, outside);
-                Fill(d + size_t(x1) * bpp, p.dw - x1, bpp, outside);
-                if (angle == 0)
-                    memcpy(d + size_t(x0) * bpp, p.s + (c.top + y) * p.ss + size_t(c.left + x0) * bpp,
-                           size_t(x1 - x0) * bpp);
-                else if (angle == 180)
-                {
-                    const uint8_t* s = p.s + (p.sh - 1 - c.top - y) * p.ss;
-                    if (bpp == 4)
+                    if (run.IsToStop(band))
+                        return false;
+                    uint8_t* d = p.d + y * p.ds;
+                    if (y < y0 || y >= y1)
                     {
-                        uint32_t* d4 = reinterpret_cast<uint32_t*>(d);
-                        const uint32_t* s4 = reinterpret_cast<const uint32_t*>(s) + (p.sw - 1 - c.left);
-                        for (int x = x0; x < x1; ++x)
-                            d4[x] = s4[-x];
+                        Fill(d, p.dw, bpp, outside);
+                        continue;
                     }
-                    else
-                        for (int x = x0; x < x1; ++x)
-                        memcpy(d + size_t(x) * bpp, s + size_t(p.sw - 1 - c.left - x) * bpp, bpp);
-                }
-            }
-            if (!quarter)
-                continue;
-            const int ys = std::max(ya, y0), ye = std::min(yb, y1);
-            // Source of destination (X, Y) and the direction along X: up a column for 90, down
-            // for 270.
-            auto at = [&](int X, int Y) {
-                return angle == 90 ? p.s + (p.sh - 1 - c.left - X) * p.ss + size_t(c.top + Y) * bpp
-                                   : p.s + (c.left + X) * p.ss + size_t(p.sw - 1 - c.top - Y) * bpp;
-            };
-            const bool blocks = bpp == 4 && HasAVX2();
-            for (int xa = x0; xa < x1; xa += kChunk)
-            {
-                const int xe = std::min(x1, xa + kChunk);
-                int yDone = ys;
-                if (blocks)
-                {
-                    for (; yDone + 8 <= ye; yDone += 8)
+                    Fill(d, x0, bpp, outside);
+                    Fill(d + size_t(x1) * bpp, p.dw - x1, bpp, outside);
+                    if (angle == 0)
+                        memcpy(d + size_t(x0) * bpp, p.s + (c.top + y) * p.ss + size_t(c.left + x0) * bpp,
+                               size_t(x1 - x0) * bpp);
+                    else if (angle == 180)
                     {
-                        int X = xa;
-                        for (; X + 8 <= xe; X += 8)
+                        const uint8_t* s = p.s + (p.sh - 1 - c.top - y) * p.ss;
+                        if (bpp == 4)
                         {
-                            uint8_t* d = p.d + yDone * p.ds + size_t(X) * 4;
-                            if (angle == 90)
-                                Block8(d, p.ds, at(X, yDone), -p.ss, false);
-                            else
-                                Block8(d, p.ds, at(X, yDone + 7), p.ss, true);
+                            uint32_t* d4 = reinterpret_cast<uint32_t*>(d);
+                            const uint32_t* s4 = reinterpret_cast<const uint32_t*>(s) + (p.sw - 1 - c.left);
+                            for (int x = x0; x < x1; ++x)
+                                d4[x] = s4[-x];
                         }
-                        for (int y = yDone; y < yDone + 8 && X < xe; ++y)
-                            WalkAny(bpp, angle == 90, p.d + y * p.ds + size_t(X) * bpp, at(X, y), p.ss, xe - X);
+                        else
+                            for (int x = x0; x < x1; ++x)
+                                memcpy(d + size_t(x) * bpp, s + size_t(p.sw - 1 - c.left - x) * bpp, bpp);
                     }
                 }
-                for (int y = yDone; y < ye; ++y)
-                    WalkAny(bpp, angle == 90, p.d + y * p.ds + size_t(xa) * bpp, at(xa, y), p.ss, xe - xa);
+                if (!quarter)
+                    continue;
+                const int ys = std::max(ya, y0), ye = std::min(yb, y1);
+                // Source of destination (X, Y) and the direction along X: up a column for 90, down
+                // for 270.
+                auto at = [&](int X, int Y)
+                {
+                    return angle == 90 ? p.s + (p.sh - 1 - c.left - X) * p.ss + size_t(c.top + Y) * bpp
+                                       : p.s + (c.left + X) * p.ss + size_t(p.sw - 1 - c.top - Y) * bpp;
+                };
+                const bool blocks = bpp == 4 && HasAVX2();
+                for (int xa = x0; xa < x1; xa += kChunk)
+                {
+                    const int xe = std::min(x1, xa + kChunk);
+                    int yDone = ys;
+                    if (blocks)
+                    {
+                        for (; yDone + 8 <= ye; yDone += 8)
+                        {
+                            int X = xa;
+                            for (; X + 8 <= xe; X += 8)
+                            {
+                                uint8_t* d = p.d + yDone * p.ds + size_t(X) * 4;
+                                if (angle == 90)
+                                    Block8(d, p.ds, at(X, yDone), -p.ss, false);
+                                else
+                                    Block8(d, p.ds, at(X, yDone + 7), p.ss, true);
+                            }
+                            for (int y = yDone; y < yDone + 8 && X < xe; ++y)
+                                WalkAny(bpp, angle == 90, p.d + y * p.ds + size_t(X) * bpp, at(X, y), p.ss,
+                                        xe - X);
+                        }
+                    }
+                    for (int y = yDone; y < ye; ++y)
+                        WalkAny(bpp, angle == 90, p.d + y * p.ds + size_t(xa) * bpp, at(xa, y), p.ss,
+                                xe - xa);
+                }
             }
-        }
-        return true;
-    });
+            return true;
+        });
     return r ? LProcessResultCancelled : LProcessResultSuccess;
 }
 
@@ -222,11 +230,12 @@ LProcessResult RotateClipBuffer(LImageBuffer& oDest, const LImageBuffer& oSource
     if (iAngle % 90 || !oDest.IsValid() || !oSource.IsValid() || iBytesPerPixel < 1 || iBytesPerPixel > 4)
         return LProcessResultFailed;
     LProcessInterfaceVoid oVoid;
-    const Plane p{oDest.GetRow(0),      StrideOf(oDest),       oDest.GetWidth(),      oDest.GetHeight(),
-                  oSource.GetRow(0),    StrideOf(oSource),     oSource.GetWidth(),    oSource.GetHeight()};
+    const Plane p{oDest.GetRow(0),   StrideOf(oDest),   oDest.GetWidth(),   oDest.GetHeight(),
+                  oSource.GetRow(0), StrideOf(oSource), oSource.GetWidth(), oSource.GetHeight()};
     static const uint8_t zero[4] = {0, 0, 0, 0};
     static const uint8_t opaque[4] = {0, 0, 0, 255};
-    return RotatePlane(oVoid, p, iAngle, oClip, int(iBytesPerPixel), zero, iBytesPerPixel == 4 ? opaque : zero);
+    return RotatePlane(oVoid, p, iAngle, oClip, int(iBytesPerPixel), zero,
+                       iBytesPerPixel == 4 ? opaque : zero);
 }
 
 LImgProRotoClip::LImgProRotoClip(int angle, const LRectangle& clip)
@@ -234,10 +243,11 @@ LImgProRotoClip::LImgProRotoClip(int angle, const LRectangle& clip)
 {
 }
 
-LProcessResult LImgProRotoClip::Process(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource,
-                                        int bpp) const
+LProcessResult LImgProRotoClip::Process(LProcessInterface& oProcess, LImageBuffer& oDest,
+                                        const LImageBuffer& oSource, int bpp) const
 {
-    if (iAngle % 90 || !oDest.IsValid() || !oSource.IsValid() || oDest.GetPixelFormat() != oSource.GetPixelFormat())
+    if (iAngle % 90 || !oDest.IsValid() || !oSource.IsValid() ||
+        oDest.GetPixelFormat() != oSource.GetPixelFormat())
         return LProcessResultFailed;
     const Plane p{oDest.GetRow(0),   StrideOf(oDest),   oDest.GetWidth(),   oDest.GetHeight(),
                   oSource.GetRow(0), StrideOf(oSource), oSource.GetWidth(), oSource.GetHeight()};
@@ -250,12 +260,13 @@ LProcessResult LImgProRotoClipYUV420P::Process(LProcessInterface& oProcess, LIma
                                                const LImageBuffer& oSource) const
 {
     const pixelformat_t pf = oSource.GetPixelFormat();
-    if ((pf != YUV420P && pf != YUVJ420P) || oDest.GetPixelFormat() != pf || iAngle % 90 || !oDest.IsValid() ||
-        !oSource.IsValid())
+    if ((pf != YUV420P && pf != YUVJ420P) || oDest.GetPixelFormat() != pf || iAngle % 90 ||
+        !oDest.IsValid() || !oSource.IsValid())
         return LProcessResultFailed;
     const LImageFormat &df = oDest.GetFormat(), &sf = oSource.GetFormat();
     const int dw = df.iWidth, dh = df.iHeight, sw = sf.iWidth, sh = sf.iHeight;
-    Plane y{oDest.GetData(), ptrdiff_t(df.nWidthBytes), dw, dh, oSource.GetData(), ptrdiff_t(sf.nWidthBytes), sw, sh};
+    Plane y{oDest.GetData(),   ptrdiff_t(df.nWidthBytes), dw, dh,
+            oSource.GetData(), ptrdiff_t(sf.nWidthBytes), sw, sh};
     LProcessResult r = RotatePlane(oProcess, y, iAngle, oClip, 1, &arFill[0], &arFill[0]);
     const LRectangle half{oClip.left >> 1, oClip.top >> 1, (oClip.right + 1) >> 1, (oClip.bottom + 1) >> 1};
     for (int plane = 1; plane < 3 && !r; ++plane)
@@ -273,69 +284,76 @@ LProcessResult LImgProRotoClipYUV420P::Process(LProcessInterface& oProcess, LIma
     return r;
 }
 
-LProcessResult LImgProRotateBilinear(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource,
-                                     double dRadians)
+LProcessResult LImgProRotateBilinear(LProcessInterface& oProcess, LImageBuffer& oDest,
+                                     const LImageBuffer& oSource, double dRadians)
 {
     if (!oSource.IsValid() || !oDest.IsValid() || oSource.GetPixelFormat() != B8G8R8A8 ||
         oDest.GetPixelFormat() != B8G8R8A8)
         return LProcessResultFailed;
-    const int sw = oSource.GetWidth(), sh = oSource.GetHeight(), dw = oDest.GetWidth(), dh = oDest.GetHeight();
+    const int sw = oSource.GetWidth(), sh = oSource.GetHeight(), dw = oDest.GetWidth(),
+              dh = oDest.GetHeight();
     // Inverse map in 16.16 fixed point, from destination pixel centres to source pixel
     // coordinates (integer part the top-left neighbour).
     const double cs = std::cos(dRadians), sn = std::sin(dRadians);
     const int64_t one = 65536;
     const int64_t stepX = std::llround(cs * one), stepY = std::llround(-sn * one);
     LImgProBandRunner runner(dh, 8);
-    const int r = runner.Run(oProcess, [&](const LImgProBand& band, LImgProBandRunner& run) {
-        for (int Y = band.iFirst; Y < band.iFirst + band.iCount; ++Y)
+    const int r = runner.Run(
+        oProcess,
+        [&](const LImgProBand& band, LImgProBandRunner& run)
         {
-            if (run.IsToStop(band))
-                return false;
-            const double dx = 0.5 - dw / 2.0, dy = Y + 0.5 - dh / 2.0;
-            int64_t fx = std::llround((cs * dx + sn * dy + sw / 2.0 - 0.5) * one);
-            int64_t fy = std::llround((-sn * dx + cs * dy + sh / 2.0 - 0.5) * one);
-            uint8_t* out = oDest.GetRow(Y);
-            for (int X = 0; X < dw; ++X, fx += stepX, fy += stepY, out += 4)
+            for (int Y = band.iFirst; Y < band.iFirst + band.iCount; ++Y)
             {
-                const int64_t ix = fx >> 16, iy = fy >> 16;
-                if (ix < -1 || iy < -1 || ix >= sw || iy >= sh)
+                if (run.IsToStop(band))
+                    return false;
+                const double dx = 0.5 - dw / 2.0, dy = Y + 0.5 - dh / 2.0;
+                int64_t fx = std::llround((cs * dx + sn * dy + sw / 2.0 - 0.5) * one);
+                int64_t fy = std::llround((-sn * dx + cs * dy + sh / 2.0 - 0.5) * one);
+                uint8_t* out = oDest.GetRow(Y);
+                for (int X = 0; X < dw; ++X, fx += stepX, fy += stepY, out += 4)
                 {
-                    memset(out, 0, 4);
-                    continue;
-                }
-                const uint32_t ax = uint32_t((fx & 0xFFFF) >> 8), ay = uint32_t((fy & 0xFFFF) >> 8);
-                const uint32_t w[4] = {(256 - ax) * (256 - ay), ax * (256 - ay), (256 - ax) * ay, ax * ay};
-                const uint8_t* px[4];
-                bool inside = true;
-                for (int k = 0; k < 4; ++k)
-                {
-                    const int64_t x = ix + (k & 1), y = iy + (k >> 1);
-                    px[k] = x >= 0 && y >= 0 && x < sw && y < sh ? oSource.GetRow(int(y)) + x * 4 : nullptr;
-                    inside = inside && px[k] && px[k][3] == 255;
-                }
-                if (inside)
-                {
-                    for (int c = 0; c < 3; ++c)
-                        out[c] = uint8_t((w[0] * px[0][c] + w[1] * px[1][c] + w[2] * px[2][c] + w[3] * px[3][c] +
-                                          32768) >> 16);
-                    out[3] = 255;
-                    continue;
-                }
-                uint64_t acc[3] = {0, 0, 0}, alpha = 0;
-                for (int k = 0; k < 4; ++k)
-                    if (px[k])
+                    const int64_t ix = fx >> 16, iy = fy >> 16;
+                    if (ix < -1 || iy < -1 || ix >= sw || iy >= sh)
                     {
-                        const uint64_t wa = uint64_t(w[k]) * px[k][3];
-                        alpha += wa;
-                        for (int c = 0; c < 3; ++c)
-                            acc[c] += wa * px[k][c];
+                        memset(out, 0, 4);
+                        continue;
                     }
-                out[3] = uint8_t((alpha + 32768) >> 16);
-                for (int c = 0; c < 3; ++c)
-                    out[c] = alpha ? uint8_t((acc[c] + alpha / 2) / alpha) : 0;
+                    const uint32_t ax = uint32_t((fx & 0xFFFF) >> 8), ay = uint32_t((fy & 0xFFFF) >> 8);
+                    const uint32_t w[4] = {(256 - ax) * (256 - ay), ax * (256 - ay), (256 - ax) * ay,
+                                           ax * ay};
+                    const uint8_t* px[4];
+                    bool inside = true;
+                    for (int k = 0; k < 4; ++k)
+                    {
+                        const int64_t x = ix + (k & 1), y = iy + (k >> 1);
+                        px[k] =
+                            x >= 0 && y >= 0 && x < sw && y < sh ? oSource.GetRow(int(y)) + x * 4 : nullptr;
+                        inside = inside && px[k] && px[k][3] == 255;
+                    }
+                    if (inside)
+                    {
+                        for (int c = 0; c < 3; ++c)
+                            out[c] = uint8_t((w[0] * px[0][c] + w[1] * px[1][c] + w[2] * px[2][c] +
+                                              w[3] * px[3][c] + 32768) >>
+                                             16);
+                        out[3] = 255;
+                        continue;
+                    }
+                    uint64_t acc[3] = {0, 0, 0}, alpha = 0;
+                    for (int k = 0; k < 4; ++k)
+                        if (px[k])
+                        {
+                            const uint64_t wa = uint64_t(w[k]) * px[k][3];
+                            alpha += wa;
+                            for (int c = 0; c < 3; ++c)
+                                acc[c] += wa * px[k][c];
+                        }
+                    out[3] = uint8_t((alpha + 32768) >> 16);
+                    for (int c = 0; c < 3; ++c)
+                        out[c] = alpha ? uint8_t((acc[c] + alpha / 2) / alpha) : 0;
+                }
             }
-        }
-        return true;
-    });
+            return true;
+        });
     return r ? LProcessResultCancelled : LProcessResultSuccess;
 }

@@ -18,12 +18,14 @@ struct rgb_uint8_t
 // Row walkers: one source column to one destination row. count pixels are read from src,
 // stepping srcStep bytes (the sign carries the direction, bottom-up buffers included). The 90
 // degree walker goes up the column, the 270 degree one down it.
-template <class T> inline void RotateLoopAdvance(T* dst, const uint8_t* src, ptrdiff_t srcStride, int count)
+template <class T>
+inline void RotateLoopAdvance(T* dst, const uint8_t* src, ptrdiff_t srcStride, int count)
 {
     for (int i = 0; i < count; ++i, src -= srcStride)
         dst[i] = *reinterpret_cast<const T*>(src);
 }
-template <class T> inline void RotateLoopAdvance270(T* dst, const uint8_t* src, ptrdiff_t srcStride, int count)
+template <class T>
+inline void RotateLoopAdvance270(T* dst, const uint8_t* src, ptrdiff_t srcStride, int count)
 {
     for (int i = 0; i < count; ++i, src += srcStride)
         dst[i] = *reinterpret_cast<const T*>(src);
@@ -49,17 +51,23 @@ public:
     LRectangle oClip;
 
     // Two buffers; formats 0 to 3.
-    template <class F> int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const
+    template <class F>
+    int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const
     {
         if constexpr (std::is_same_v<F, LPFB5G5R5X1>)
             return LProcessResultFailed;
         else
             return Process(oProcess, oDest, oSource, sizeof(F));
     }
-    template <class F> int ProcessImage(LProcessInterface&, LImageBuffer&) const { return LProcessResultFailed; }
+    template <class F>
+    int ProcessImage(LProcessInterface&, LImageBuffer&) const
+    {
+        return LProcessResultFailed;
+    }
 
 protected:
-    LProcessResult Process(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource, int bpp) const;
+    LProcessResult Process(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource,
+                           int bpp) const;
 };
 
 // Planar video: each plane on its own with the clip halved; outside the image Y is 16 and U, V
@@ -70,11 +78,12 @@ public:
     using LImgProRotoClip::LImgProRotoClip;
     uint8_t arFill[3] = {16, 128, 128};
 
-    LProcessResult Process(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const;
+    LProcessResult Process(LProcessInterface& oProcess, LImageBuffer& oDest,
+                           const LImageBuffer& oSource) const;
 };
 
 // Bilinear rotation of a 32-bit image by dRadians clockwise about the centres of both images.
 // Colours are interpolated weighted by alpha, so transparent pixels and the outside (which is
 // transparent) don't darken edges. oDest is allocated by the caller at the wanted size.
-LProcessResult LImgProRotateBilinear(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource,
-                                     double dRadians);
+LProcessResult LImgProRotateBilinear(LProcessInterface& oProcess, LImageBuffer& oDest,
+                                     const LImageBuffer& oSource, double dRadians);

@@ -36,8 +36,8 @@ void ConvPlain(const uint8_t* in, int ts, int j0, int j1, const int16_t* K, int 
     }
 }
 
-__attribute__((target("avx2"))) void ConvAVX2(const uint8_t* in, int ts, int j0, int j1, const int16_t* K, int R,
-                                              uint8_t* val)
+__attribute__((target("avx2"))) void ConvAVX2(const uint8_t* in, int ts, int j0, int j1, const int16_t* K,
+                                              int R, uint8_t* val)
 {
     int j = j0;
     __m256i w[kConvMaxRadius / 2 + 1];
@@ -59,9 +59,10 @@ __attribute__((target("avx2"))) void ConvAVX2(const uint8_t* in, int ts, int j0,
                     _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + j + k * ts))),
                     _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + j - k * ts))));
             if (k + 1 <= R)
-                sb = _mm256_add_epi16(
-                    _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + j + (k + 1) * ts))),
-                    _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + j - (k + 1) * ts))));
+                sb = _mm256_add_epi16(_mm256_cvtepu8_epi16(_mm_loadu_si128(
+                                          reinterpret_cast<const __m128i*>(in + j + (k + 1) * ts))),
+                                      _mm256_cvtepu8_epi16(_mm_loadu_si128(
+                                          reinterpret_cast<const __m128i*>(in + j - (k + 1) * ts))));
             else
                 sb = _mm256_setzero_si256();
             accLo = _mm256_add_epi32(accLo, _mm256_madd_epi16(_mm256_unpacklo_epi16(sa, sb), w[p]));
@@ -91,11 +92,12 @@ void FinishPlain(const uint8_t* in, const uint8_t* val, uint8_t* out, int bytes,
     }
 }
 
-__attribute__((target("avx2"))) void FinishAVX2(const uint8_t* in, const uint8_t* val, uint8_t* out, int bytes,
-                                                bool sharpen, int fade)
+__attribute__((target("avx2"))) void FinishAVX2(const uint8_t* in, const uint8_t* val, uint8_t* out,
+                                                int bytes, bool sharpen, int fade)
 {
     int b = 0;
-    const __m256i zero = _mm256_setzero_si256(), max = _mm256_set1_epi16(255), f16 = _mm256_set1_epi16(int16_t(fade));
+    const __m256i zero = _mm256_setzero_si256(), max = _mm256_set1_epi16(255),
+                  f16 = _mm256_set1_epi16(int16_t(fade));
     for (; b + 16 <= bytes; b += 16)
     {
         const __m256i p = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in + b)));
@@ -224,7 +226,8 @@ void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* o
 
     // Positions whose every box is clipped by an end; with the kernel path the prefix sums cover
     // only the two end zones, as the middle never needs them.
-    auto clipped = [&](int x, const int32_t* P, int base) {
+    auto clipped = [&](int x, const int32_t* P, int base)
+    {
         for (int c = 0; c < nch; ++c)
         {
             int32_t t = 0;
@@ -239,7 +242,8 @@ void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* o
             val[x * ts + c] = uint8_t(t >> 16);
         }
     };
-    auto prefix = [&](int32_t* P, int from, int to) {
+    auto prefix = [&](int32_t* P, int from, int to)
+    {
         for (int c = 0; c < nch; ++c)
             P[c] = 0;
         for (int x = from; x < to; ++x)
@@ -292,7 +296,8 @@ void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* o
             finish(in + size_t(x) * ts, val + size_t(x) * ts, out + size_t(x) * os, nch, sharpen, fade);
 }
 
-LProcessResult LImgProSS::Process(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const
+LProcessResult LImgProSS::Process(LProcessInterface& oProcess, LImageBuffer& oDest,
+                                  const LImageBuffer& oSource) const
 {
     const pixelformat_t pf = oSource.GetPixelFormat();
     if (pf != B8G8R8A8 && pf != B8G8R8)
@@ -308,25 +313,27 @@ LProcessResult LImgProSS::Process(LProcessInterface& oProcess, LImageBuffer& oDe
     LImgProBandRunner rows(h, 16);
     rows.iStopEvery = 64;
     std::atomic<int> done{0};
-    if (rows.Run(oProcess, [&](const LImgProBand& band, LImgProBandRunner& run) {
-            Scratch sc;
-            for (int y = band.iFirst; y < band.iFirst + band.iCount; ++y)
-            {
-                if (run.IsToStop(band))
-                    return false;
-                const uint8_t* s = oSource.GetScanLine(y);
-                uint8_t* d = oDest.GetScanLine(y);
-                if (iLevels == 0)
-                {
-                    if (d != s)
-                        memcpy(d, s, rowBytes);
-                }
-                else
-                    FilterLine(s, w, bpp, bpp, d, bpp, sc);
-                run.SetProgress(band, 0.5 * ++done / h);
-            }
-            return true;
-        }))
+    if (rows.Run(oProcess,
+                 [&](const LImgProBand& band, LImgProBandRunner& run)
+                 {
+                     Scratch sc;
+                     for (int y = band.iFirst; y < band.iFirst + band.iCount; ++y)
+                     {
+                         if (run.IsToStop(band))
+                             return false;
+                         const uint8_t* s = oSource.GetScanLine(y);
+                         uint8_t* d = oDest.GetScanLine(y);
+                         if (iLevels == 0)
+                         {
+                             if (d != s)
+                                 memcpy(d, s, rowBytes);
+                         }
+                         else
+                             FilterLine(s, w, bpp, bpp, d, bpp, sc);
+                         run.SetProgress(band, 0.5 * ++done / h);
+                     }
+                     return true;
+                 }))
         return LProcessResultCancelled;
     if (iLevels == 0)
         return LProcessResultSuccess;
@@ -339,32 +346,35 @@ LProcessResult LImgProSS::Process(LProcessInterface& oProcess, LImageBuffer& oDe
     cols.iStopEvery = 2;
     done = 0;
     bool failed = false;
-    if (cols.Run(oProcess, [&](const LImgProBand& band, LImgProBandRunner& run) {
-            Scratch sc;
-            uint8_t* strip = static_cast<uint8_t*>(malloc(size_t(h) * stripBytes));
-            if (!strip)
-            {
-                failed = true;
-                return false;
-            }
-            bool ok = true;
-            for (int s = band.iFirst; s < band.iFirst + band.iCount; ++s)
-            {
-                if (run.IsToStop(band))
-                {
-                    ok = false;
-                    break;
-                }
-                const size_t x0 = size_t(s) * stripBytes;
-                const int bytes = int(std::min<size_t>(stripBytes, rowBytes - x0));
-                for (int y = 0; y < h; ++y)
-                    memcpy(strip + size_t(y) * stripBytes, oDest.GetScanLine(y) + x0, bytes);
-                FilterLine(strip, h, stripBytes, bytes, oDest.GetScanLine(0) + x0, int(oDest.GetWidthBytes()), sc);
-                run.SetProgress(band, 0.5 + 0.5 * ++done / strips);
-            }
-            free(strip);
-            return ok;
-        }))
+    if (cols.Run(oProcess,
+                 [&](const LImgProBand& band, LImgProBandRunner& run)
+                 {
+                     Scratch sc;
+                     uint8_t* strip = static_cast<uint8_t*>(malloc(size_t(h) * stripBytes));
+                     if (!strip)
+                     {
+                         failed = true;
+                         return false;
+                     }
+                     bool ok = true;
+                     for (int s = band.iFirst; s < band.iFirst + band.iCount; ++s)
+                     {
+                         if (run.IsToStop(band))
+                         {
+                             ok = false;
+                             break;
+                         }
+                         const size_t x0 = size_t(s) * stripBytes;
+                         const int bytes = int(std::min<size_t>(stripBytes, rowBytes - x0));
+                         for (int y = 0; y < h; ++y)
+                             memcpy(strip + size_t(y) * stripBytes, oDest.GetScanLine(y) + x0, bytes);
+                         FilterLine(strip, h, stripBytes, bytes, oDest.GetScanLine(0) + x0,
+                                    int(oDest.GetWidthBytes()), sc);
+                         run.SetProgress(band, 0.5 + 0.5 * ++done / strips);
+                     }
+                     free(strip);
+                     return ok;
+                 }))
         return failed ? LProcessResultFailed : LProcessResultCancelled;
     return LProcessResultSuccess;
 }

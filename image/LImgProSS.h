@@ -28,16 +28,19 @@ public:
 
     // Formats 0 and 1; oDest is allocated like oSource when it doesn't match it, and may be
     // oSource itself.
-    LProcessResult Process(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const;
+    LProcessResult Process(LProcessInterface& oProcess, LImageBuffer& oDest,
+                           const LImageBuffer& oSource) const;
 
-    template <class F> int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const
+    template <class F>
+    int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const
     {
         if constexpr (std::is_same_v<F, LPFB8G8R8A8> || std::is_same_v<F, LPFB8G8R8>)
             return Process(oProcess, oDest, oSource);
         else
             return LProcessResultFailed;
     }
-    template <class F> int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oImage) const
+    template <class F>
+    int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oImage) const
     {
         return ProcessImage<F>(oProcess, oImage, oImage);
     }

@@ -36,9 +36,11 @@ LProcessResult LImgProScaleBi::ProcessYUV420P(LProcessInterface& oProcess, LImag
                                               const LImageBuffer& oSource) const
 {
     const pixelformat_t pf = oSource.GetPixelFormat();
-    if ((pf != YUV420P && pf != YUVJ420P) || oDest.GetPixelFormat() != pf || !oDest.IsValid() || !oSource.IsValid())
+    if ((pf != YUV420P && pf != YUVJ420P) || oDest.GetPixelFormat() != pf || !oDest.IsValid() ||
+        !oSource.IsValid())
         return LProcessResultFailed;
-    const int sw = oSource.GetWidth(), sh = oSource.GetHeight(), dw = oDest.GetWidth(), dh = oDest.GetHeight();
+    const int sw = oSource.GetWidth(), sh = oSource.GetHeight(), dw = oDest.GetWidth(),
+              dh = oDest.GetHeight();
     const int csw = (sw + 1) >> 1, csh = (sh + 1) >> 1, cdw = (dw + 1) >> 1, cdh = (dh + 1) >> 1;
     if (std::min({sw, sh, dw, dh, csw, csh, cdw, cdh}) < 2)
         return LProcessResultFailed;
@@ -46,11 +48,13 @@ LProcessResult LImgProScaleBi::ProcessYUV420P(LProcessInterface& oProcess, LImag
     int r = ScalePlane<uint8_t>(oProcess, oDest.GetData(), oDest.GetWidthBytes(), dw, dh, oSource.GetData(),
                                 oSource.GetWidthBytes(), sw, sh, arTable);
     if (!r)
-        r = ScalePlane<uint8_t>(oProcess, oDest.GetFirstScanLineU(), oDest.GetFormat().nWidthBytesPlanarU, cdw, cdh,
-                                oSource.GetFirstScanLineU(), oSource.GetFormat().nWidthBytesPlanarU, csw, csh, arTable);
+        r = ScalePlane<uint8_t>(oProcess, oDest.GetFirstScanLineU(), oDest.GetFormat().nWidthBytesPlanarU,
+                                cdw, cdh, oSource.GetFirstScanLineU(), oSource.GetFormat().nWidthBytesPlanarU,
+                                csw, csh, arTable);
     if (!r)
-        r = ScalePlane<uint8_t>(oProcess, oDest.GetFirstScanLineV(), oDest.GetFormat().nWidthBytesPlanarV, cdw, cdh,
-                                oSource.GetFirstScanLineV(), oSource.GetFormat().nWidthBytesPlanarV, csw, csh, arTable);
+        r = ScalePlane<uint8_t>(oProcess, oDest.GetFirstScanLineV(), oDest.GetFormat().nWidthBytesPlanarV,
+                                cdw, cdh, oSource.GetFirstScanLineV(), oSource.GetFormat().nWidthBytesPlanarV,
+                                csw, csh, arTable);
     return LProcessResult(r);
 }
 
@@ -137,8 +141,8 @@ void VerticalPlain(const uint8_t* const* rows, const int16_t* w, int n, int byte
     }
 }
 
-__attribute__((target("avx2"))) void VerticalAVX2(const uint8_t* const* rows, const int16_t* w, int n, int bytes,
-                                                  int16_t* tmp)
+__attribute__((target("avx2"))) void VerticalAVX2(const uint8_t* const* rows, const int16_t* w, int n,
+                                                  int bytes, int16_t* tmp)
 {
     int b = 0;
     const __m256i round = _mm256_set1_epi32(128);
@@ -147,10 +151,12 @@ __attribute__((target("avx2"))) void VerticalAVX2(const uint8_t* const* rows, co
         __m256i lo = round, hi = round;
         for (int k = 0; k < n; k += 2)
         {
-            const __m256i a = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[k] + b)));
-            const __m256i c = k + 1 < n ? _mm256_cvtepu8_epi16(
-                                              _mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[k + 1] + b)))
-                                        : _mm256_setzero_si256();
+            const __m256i a =
+                _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[k] + b)));
+            const __m256i c =
+                k + 1 < n
+                    ? _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(rows[k + 1] + b)))
+                    : _mm256_setzero_si256();
             const uint16_t w1 = k + 1 < n ? uint16_t(w[k + 1]) : 0;
             const __m256i ww = _mm256_set1_epi32(int32_t(uint32_t(uint16_t(w[k])) | uint32_t(w1) << 16));
             lo = _mm256_add_epi32(lo, _mm256_madd_epi16(_mm256_unpacklo_epi16(a, c), ww));
@@ -199,13 +205,16 @@ __attribute__((target("avx2"))) void HorizontalAVX2(const int16_t* tmp, const Ta
         int k = 0;
         for (; k + 2 <= n; k += 2)
         {
-            const __m128i v = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + k * 4)), pairs);
-            const __m128i ww = _mm_set1_epi32(int32_t(uint32_t(uint16_t(w[k])) | uint32_t(uint16_t(w[k + 1])) << 16));
+            const __m128i v =
+                _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + k * 4)), pairs);
+            const __m128i ww =
+                _mm_set1_epi32(int32_t(uint32_t(uint16_t(w[k])) | uint32_t(uint16_t(w[k + 1])) << 16));
             acc = _mm_add_epi32(acc, _mm_madd_epi16(v, ww));
         }
         if (k < n)
         {
-            const __m128i v = _mm_cvtepi16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + k * 4)));
+            const __m128i v =
+                _mm_cvtepi16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + k * 4)));
             acc = _mm_add_epi32(acc, _mm_mullo_epi32(v, _mm_set1_epi32(w[k])));
         }
         acc = _mm_srai_epi32(acc, 20);
@@ -222,53 +231,58 @@ bool HasAVX2()
 }
 } // namespace
 
-LProcessResult LImgProScaleLinear(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource)
+LProcessResult LImgProScaleLinear(LProcessInterface& oProcess, LImageBuffer& oDest,
+                                  const LImageBuffer& oSource)
 {
     if (!oSource.IsValid() || !oDest.IsValid() || oSource.GetPixelFormat() != B8G8R8A8 ||
         oDest.GetPixelFormat() != B8G8R8A8)
         return LProcessResultFailed;
-    const int sw = oSource.GetWidth(), sh = oSource.GetHeight(), dw = oDest.GetWidth(), dh = oDest.GetHeight();
+    const int sw = oSource.GetWidth(), sh = oSource.GetHeight(), dw = oDest.GetWidth(),
+              dh = oDest.GetHeight();
     const Taps tx = MakeTaps(dw, sw), ty = MakeTaps(dh, sh);
     const bool avx2 = HasAVX2();
     oProcess.SetProgress(0.0);
     LImgProBandRunner runner(dh, 8);
     std::atomic<int> done{0};
     bool failed = false;
-    const int r = runner.Run(oProcess, [&](const LImgProBand& band, LImgProBandRunner& run) {
-        int16_t* tmp = static_cast<int16_t*>(malloc(size_t(sw) * 4 * sizeof(int16_t)));
-        std::vector<const uint8_t*> rows(ty.iMax);
-        if (!tmp)
-        {
-            failed = true;
-            return false;
-        }
-        bool ok = true;
-        for (int y = band.iFirst; y < band.iFirst + band.iCount && ok; ++y)
-        {
-            if (run.IsToStop(band))
-            {
-                ok = false;
-                break;
-            }
-            const int n = ty.arCount[y];
-            for (int k = 0; k < n; ++k)
-                rows[k] = oSource.GetRow(ty.arFirst[y] + k);
-            const int16_t* w = &ty.arWeight[size_t(y) * ty.iMax];
-            if (avx2)
-            {
-                VerticalAVX2(rows.data(), w, n, sw * 4, tmp);
-                HorizontalAVX2(tmp, tx, dw, oDest.GetRow(y));
-            }
-            else
-            {
-                VerticalPlain(rows.data(), w, n, sw * 4, tmp);
-                HorizontalPlain(tmp, tx, dw, oDest.GetRow(y));
-            }
-            run.SetProgress(band, double(++done) / dh);
-        }
-        free(tmp);
-        return ok;
-    });
+    const int r = runner.Run(oProcess,
+                             [&](const LImgProBand& band, LImgProBandRunner& run)
+                             {
+                                 int16_t* tmp =
+                                     static_cast<int16_t*>(malloc(size_t(sw) * 4 * sizeof(int16_t)));
+                                 std::vector<const uint8_t*> rows(ty.iMax);
+                                 if (!tmp)
+                                 {
+                                     failed = true;
+                                     return false;
+                                 }
+                                 bool ok = true;
+                                 for (int y = band.iFirst; y < band.iFirst + band.iCount && ok; ++y)
+                                 {
+                                     if (run.IsToStop(band))
+                                     {
+                                         ok = false;
+                                         break;
+                                     }
+                                     const int n = ty.arCount[y];
+                                     for (int k = 0; k < n; ++k)
+                                         rows[k] = oSource.GetRow(ty.arFirst[y] + k);
+                                     const int16_t* w = &ty.arWeight[size_t(y) * ty.iMax];
+                                     if (avx2)
+                                     {
+                                         VerticalAVX2(rows.data(), w, n, sw * 4, tmp);
+                                         HorizontalAVX2(tmp, tx, dw, oDest.GetRow(y));
+                                     }
+                                     else
+                                     {
+                                         VerticalPlain(rows.data(), w, n, sw * 4, tmp);
+                                         HorizontalPlain(tmp, tx, dw, oDest.GetRow(y));
+                                     }
+                                     run.SetProgress(band, double(++done) / dh);
+                                 }
+                                 free(tmp);
+                                 return ok;
+                             });
     if (failed)
         return LProcessResultFailed;
     return r ? LProcessResultCancelled : LProcessResultSuccess;

@@ -22,11 +22,17 @@ class LImgProScaleBi
 public:
     LImgProScaleBi() : arTable(arScaleBiHelperDivTable) {}
 
-    template <class F> int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const;
-    template <class F> int ProcessImage(LProcessInterface&, LImageBuffer&) const { return LProcessResultFailed; }
+    template <class F>
+    int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const;
+    template <class F>
+    int ProcessImage(LProcessInterface&, LImageBuffer&) const
+    {
+        return LProcessResultFailed;
+    }
 
     // The planar video forms: each plane on its own.
-    LProcessResult ProcessYUV420P(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const;
+    LProcessResult ProcessYUV420P(LProcessInterface& oProcess, LImageBuffer& oDest,
+                                  const LImageBuffer& oSource) const;
 
     const uint8_t (&arTable)[256];
 };
@@ -39,14 +45,20 @@ class LImgProScaleNe
 public:
     double dLeft = 0, dTop = 0, dWidth = 4294967295.0, dHeight = 4294967295.0;
 
-    template <class F> int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const;
-    template <class F> int ProcessImage(LProcessInterface&, LImageBuffer&) const { return LProcessResultFailed; }
+    template <class F>
+    int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const;
+    template <class F>
+    int ProcessImage(LProcessInterface&, LImageBuffer&) const
+    {
+        return LProcessResultFailed;
+    }
 };
 
 // Separable bilinear for 32-bit images: a triangle filter widened to the scale when shrinking, so
 // every source pixel contributes; exact on identity. oDest is allocated by the caller at the
 // wanted size. Rows are banded over the processors.
-LProcessResult LImgProScaleLinear(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource);
+LProcessResult LImgProScaleLinear(LProcessInterface& oProcess, LImageBuffer& oDest,
+                                  const LImageBuffer& oSource);
 
 // The per-format pixel moves of the stepper; in the header for the templates.
 namespace LScaleBiDetail
@@ -55,15 +67,18 @@ inline uint8_t Lerp8(int a, int b, int t)
 {
     return uint8_t(((a << 8) + (b - a) * t) >> 8);
 }
-template <class T> struct Pix;
-template <> struct Pix<LPFB8G8R8A8>
+template <class T>
+struct Pix;
+template <>
+struct Pix<LPFB8G8R8A8>
 {
     static LPFB8G8R8A8 Lerp(const LPFB8G8R8A8& a, const LPFB8G8R8A8& b, int t)
     {
         return LPFB8G8R8A8(Lerp8(a.b, b.b, t), Lerp8(a.g, b.g, t), Lerp8(a.r, b.r, t), Lerp8(a.a, b.a, t));
     }
 };
-template <> struct Pix<LPFB8G8R8>
+template <>
+struct Pix<LPFB8G8R8>
 {
     static LPFB8G8R8 Lerp(const LPFB8G8R8& a, const LPFB8G8R8& b, int t)
     {
@@ -74,12 +89,14 @@ template <> struct Pix<LPFB8G8R8>
         return o;
     }
 };
-template <> struct Pix<uint8_t>
+template <>
+struct Pix<uint8_t>
 {
     static uint8_t Lerp(uint8_t a, uint8_t b, int t) { return Lerp8(a, b, t); }
 };
 
-template <class T> struct Pix
+template <class T>
+struct Pix
 {
     static T Lerp(const T& a, const T& b, int t)
     {
@@ -93,7 +110,8 @@ template <class T> struct Pix
     }
 };
 // d and s are the destination and source widths minus one.
-template <class T> void DrawLine(T* out, const T* in, int d, int s, const uint8_t* table)
+template <class T>
+void DrawLine(T* out, const T* in, int d, int s, const uint8_t* table)
 {
     using P = Pix<T>;
     out[0] = in[0];
@@ -143,7 +161,8 @@ template <class T> void DrawLine(T* out, const T* in, int d, int s, const uint8_
         out[o - k] = in[i];
 }
 
-template <class T> void LerpRow(T* out, const T* a, const T* b, int n, int t)
+template <class T>
+void LerpRow(T* out, const T* a, const T* b, int n, int t)
 {
     for (int x = 0; x < n; ++x)
         out[x] = Pix<T>::Lerp(a[x], b[x], t);
@@ -151,8 +170,8 @@ template <class T> void LerpRow(T* out, const T* a, const T* b, int n, int t)
 
 // One plane: rows addressed from a base by a signed stride, so bottom-up buffers work alike.
 template <class T>
-int ScalePlane(LProcessInterface& oProcess, uint8_t* dBase, ptrdiff_t dStride, int dW, int dH, const uint8_t* sBase,
-               ptrdiff_t sStride, int sW, int sH, const uint8_t* table)
+int ScalePlane(LProcessInterface& oProcess, uint8_t* dBase, ptrdiff_t dStride, int dW, int dH,
+               const uint8_t* sBase, ptrdiff_t sStride, int sW, int sH, const uint8_t* table)
 {
     auto drow = [&](int y) { return reinterpret_cast<T*>(dBase + y * dStride); };
     auto srow = [&](int y) { return reinterpret_cast<const T*>(sBase + y * sStride); };
@@ -231,18 +250,20 @@ inline ptrdiff_t Stride(const LImageBuffer& b)
 } // namespace LScaleBiDetail
 
 template <class F>
-int LImgProScaleBi::ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const
+int LImgProScaleBi::ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest,
+                                 const LImageBuffer& oSource) const
 {
     if (!oDest.IsValid() || !oSource.IsValid() || oDest.GetWidth() < 2 || oDest.GetHeight() < 2 ||
         oSource.GetWidth() < 2 || oSource.GetHeight() < 2)
         return LProcessResultFailed;
-    return LScaleBiDetail::ScalePlane<F>(oProcess, oDest.GetRow(0), LScaleBiDetail::Stride(oDest), oDest.GetWidth(),
-                                         oDest.GetHeight(), oSource.GetRow(0), LScaleBiDetail::Stride(oSource),
-                                         oSource.GetWidth(), oSource.GetHeight(), arTable);
+    return LScaleBiDetail::ScalePlane<F>(
+        oProcess, oDest.GetRow(0), LScaleBiDetail::Stride(oDest), oDest.GetWidth(), oDest.GetHeight(),
+        oSource.GetRow(0), LScaleBiDetail::Stride(oSource), oSource.GetWidth(), oSource.GetHeight(), arTable);
 }
 
 template <class F>
-int LImgProScaleNe::ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const
+int LImgProScaleNe::ProcessImage(LProcessInterface& oProcess, LImageBuffer& oDest,
+                                 const LImageBuffer& oSource) const
 {
     if (!oDest.IsValid() || !oSource.IsValid())
         return LProcessResultFailed;

@@ -34,24 +34,26 @@ LProcessResult LImgProGreyScale::Process(LProcessInterface& oProcess, LImageBuff
     oProcess.SetProgress(0.0);
     LImgProBandRunner runner(h, 64);
     std::atomic<int> done{0};
-    const int r = runner.Run(oProcess, [&](const LImgProBand& band, LImgProBandRunner& run) {
-        for (int y = band.iFirst; y < band.iFirst + band.iCount; ++y)
-        {
-            const uint8_t* s = oSource.GetRow(y);
-            uint8_t* d = oDest.GetRow(y);
-            for (int x = 0; x < w; ++x, s += bpp, d += bpp)
-            {
-                const uint8_t v = Luma(s[2], s[1], s[0]);
-                if (bpp == 4)
-                    d[3] = s[3];
-                d[0] = d[1] = d[2] = v;
-            }
-            const int n = ++done;
-            if (run.IsToStop(band))
-                return false;
-            run.SetProgress(band, double(n) / h);
-        }
-        return true;
-    });
+    const int r = runner.Run(oProcess,
+                             [&](const LImgProBand& band, LImgProBandRunner& run)
+                             {
+                                 for (int y = band.iFirst; y < band.iFirst + band.iCount; ++y)
+                                 {
+                                     const uint8_t* s = oSource.GetRow(y);
+                                     uint8_t* d = oDest.GetRow(y);
+                                     for (int x = 0; x < w; ++x, s += bpp, d += bpp)
+                                     {
+                                         const uint8_t v = Luma(s[2], s[1], s[0]);
+                                         if (bpp == 4)
+                                             d[3] = s[3];
+                                         d[0] = d[1] = d[2] = v;
+                                     }
+                                     const int n = ++done;
+                                     if (run.IsToStop(band))
+                                         return false;
+                                     run.SetProgress(band, double(n) / h);
+                                 }
+                                 return true;
+                             });
     return r ? LProcessResultCancelled : LProcessResultSuccess;
 }

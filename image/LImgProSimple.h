@@ -18,7 +18,8 @@ public:
         oOut.g = uint8_t(~oIn.g);
         oOut.r = uint8_t(~oIn.r);
     }
-    template <class F> int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oImage) const
+    template <class F>
+    int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oImage) const
     {
         if constexpr (std::is_same_v<F, LPFB8G8R8A8> || std::is_same_v<F, LPFB8G8R8>)
             return ProcessImagePixelEffect<F>(*this, oImage, oProcess);
@@ -31,7 +32,10 @@ public:
 class LImageProcessBlackAndWhite
 {
 public:
-    static uint8_t Luma(unsigned r, unsigned g, unsigned b) { return uint8_t((r * 76 + g * 155 + b * 25) >> 8); }
+    static uint8_t Luma(unsigned r, unsigned g, unsigned b)
+    {
+        return uint8_t((r * 76 + g * 155 + b * 25) >> 8);
+    }
     void LPixApplyEffect(const LPFB8G8R8A8& oIn, LPFB8G8R8A8& oOut) const
     {
         const uint8_t y = Luma(oIn.r, oIn.g, oIn.b);
@@ -42,7 +46,8 @@ public:
         const uint8_t y = Luma(oIn.r, oIn.g, oIn.b);
         oOut.b = oOut.g = oOut.r = y;
     }
-    template <class F> int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oImage) const
+    template <class F>
+    int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oImage) const
     {
         return ProcessImagePixelEffect<F>(*this, oImage, oProcess);
     }
@@ -61,9 +66,11 @@ public:
     // In place.
     LProcessResult Process(LProcessInterface& oProcess, LImageBuffer& oImage) const;
     // Into oDest, which is allocated like oSource when it doesn't match it.
-    LProcessResult Process(LProcessInterface& oProcess, LImageBuffer& oDest, const LImageBuffer& oSource) const;
+    LProcessResult Process(LProcessInterface& oProcess, LImageBuffer& oDest,
+                           const LImageBuffer& oSource) const;
 
-    template <class F> int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oImage) const
+    template <class F>
+    int ProcessImage(LProcessInterface& oProcess, LImageBuffer& oImage) const
     {
         return Process(oProcess, oImage);
     }

@@ -46,7 +46,8 @@ inline bool MakeImage(LImageBuffer& b, int w, int h, pixelformat_t pf, uint32_t 
 // Pixel bytes equal, row padding ignored.
 inline bool SamePixels(const LImageBuffer& a, const LImageBuffer& b)
 {
-    if (a.GetWidth() != b.GetWidth() || a.GetHeight() != b.GetHeight() || a.GetPixelFormat() != b.GetPixelFormat())
+    if (a.GetWidth() != b.GetWidth() || a.GetHeight() != b.GetHeight() ||
+        a.GetPixelFormat() != b.GetPixelFormat())
         return false;
     const int bytes = a.GetWidth() * LGetPixelFormatBits(a.GetPixelFormat()) / 8;
     for (int y = 0; y < a.GetHeight(); ++y)

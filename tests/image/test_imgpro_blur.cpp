@@ -132,7 +132,8 @@ void ReferenceNoise(LImageBuffer& img, const LImgProNoiseSettings& s)
 {
     const int w = img.GetWidth(), h = img.GetHeight(), P = s.iPatchRadius, S = s.iSearchRadius;
     auto col = [&](int x, int y, int k) { return Px(img, x, y)[2 - k] / 255.0; };
-    auto D = [&](int x, int y, int dx, int dy) {
+    auto D = [&](int x, int y, int dx, int dy)
+    {
         if (x + dx >= w || y + dy >= h)
             return 0.0;
         double d = 0;
@@ -140,7 +141,8 @@ void ReferenceNoise(LImageBuffer& img, const LImgProNoiseSettings& s)
             d += (col(x, y, k) - col(x + dx, y + dy, k)) * (col(x, y, k) - col(x + dx, y + dy, k));
         return d;
     };
-    const double c = -2.0 * s.fNoise * s.fNoise, hh = std::max(std::pow(s.fNoise * s.fSmoothing, 2.0), 0.0001);
+    const double c = -2.0 * s.fNoise * s.fNoise,
+                 hh = std::max(std::pow(s.fNoise * s.fSmoothing, 2.0), 0.0001);
     std::vector<double> sum(size_t(w) * h * 4, 0.0);
     for (int dy = 0; dy <= S; ++dy)
         for (int dx = 0; dx <= S; ++dx)

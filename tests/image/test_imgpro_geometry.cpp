@@ -188,7 +188,8 @@ TEST(LImgProScaleLinear, IdentityExactAndShrinkAverages)
     LImgProSetThreadCount(2);
     ASSERT_EQ(LImgProScaleLinear(v, dst, src), 0);
     LImgProSetThreadCount(0);
-    auto weights = [](int i, int dl, int sl) {
+    auto weights = [](int i, int dl, int sl)
+    {
         const double s = double(dl) / sl, sup = std::max(1.0, 1 / s), c = (i + 0.5) / s - 0.5;
         std::vector<double> w(sl);
         double sum = 0;
@@ -219,7 +220,8 @@ TEST(LImgProFlip, AllModesFormatsAndThreads)
         for (pixelformat_t pf : {B8G8R8A8, B8G8R8, B5G6R5, B5G5R5A1, B5G5R5X1})
             for (int mode : {1, 2, 3})
             {
-                SCOPED_TRACE(testing::Message() << "format " << pf << " mode " << mode << " threads " << threads);
+                SCOPED_TRACE(testing::Message()
+                             << "format " << pf << " mode " << mode << " threads " << threads);
                 LImgProSetThreadCount(threads);
                 LImageBuffer src, inplace, two;
                 ASSERT_TRUE(MakeImage(src, 67, 41, pf, 4));

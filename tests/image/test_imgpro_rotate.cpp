@@ -76,7 +76,8 @@ TEST(LImgProRotoClip, WhollyOutsideIsBlankNotAnError)
     EXPECT_EQ(angle, 270);
     for (int y = 0; y < 3; ++y)
         for (int x = 0; x < 4; ++x)
-            EXPECT_EQ(LPixelColour::FromUInt32(*reinterpret_cast<uint32_t*>(Px(dst, x, y))).ToUInt32(), 0xFF000000u);
+            EXPECT_EQ(LPixelColour::FromUInt32(*reinterpret_cast<uint32_t*>(Px(dst, x, y))).ToUInt32(),
+                      0xFF000000u);
     // Corners given in any order are put in order.
     LImgProRotoClip k(450, LRectangle{5, 6, 1, 2});
     EXPECT_EQ(k.iAngle, 90);

@@ -10,7 +10,8 @@ namespace
 {
 // The staircase of boxes exactly as described: one running window per level, slid by one pixel,
 // clipped at the ends with the weight scaled to the true window.
-std::vector<uint8_t> ReferenceLine(const LImgProSS& ss, const std::vector<uint8_t>& in, int fade, bool sharpen)
+std::vector<uint8_t> ReferenceLine(const LImgProSS& ss, const std::vector<uint8_t>& in, int fade,
+                                   bool sharpen)
 {
     const int n = int(in.size());
     std::vector<uint8_t> out(n);
@@ -116,11 +117,11 @@ TEST(LImgProSS, MatchesStaircaseOfBoxesOnOddImages)
         int w, h;
         pixelformat_t pf;
     } cases[] = {
-        {-20, true, 61, 47, B8G8R8A8}, // middle and both ends of every line
-        {20, true, 37, 53, B8G8R8},    // sharpen, 24-bit
+        {-20, true, 61, 47, B8G8R8A8},   // middle and both ends of every line
+        {20, true, 37, 53, B8G8R8},      // sharpen, 24-bit
         {-3.5, false, 23, 19, B8G8R8A8}, // faded
-        {1, true, 9, 7, B8G8R8},        // one-pixel sharpen at 1/6 strength
-        {-30, true, 13, 11, B8G8R8A8},  // lines shorter than the radius: clipped windows only
+        {1, true, 9, 7, B8G8R8},         // one-pixel sharpen at 1/6 strength
+        {-30, true, 13, 11, B8G8R8A8},   // lines shorter than the radius: clipped windows only
         {-120, false, 151, 9, B8G8R8A8}, // past the kernel path's radius
         {-9, true, 1, 1, B8G8R8A8},
     };
