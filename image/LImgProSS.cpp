@@ -214,7 +214,8 @@ bool LImgProSS::Scratch::Reserve(size_t values, size_t prefix)
     return nValues >= values && nPrefix >= prefix;
 }
 
-void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* out, int os, Scratch& sc) const
+void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* out, int os, Scratch& sc,
+                           bool sharpen, int fade) const
 {
     if (n <= 0 || iLevels <= 0)
         return;
@@ -286,8 +287,6 @@ void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* o
             clipped(x, sc.lpPrefix, 0);
     }
 
-    const bool sharpen = dRadius > 0;
-    const int fade = GetFade();
     auto finish = HasAVX2() ? FinishAVX2 : FinishPlain;
     if (ts == nch && os == nch)
         finish(in, val, out, n * nch, sharpen, fade);
@@ -307,6 +306,8 @@ LProcessResult LImgProSS::Process(LProcessInterface& oProcess, LImageBuffer& oDe
     const int w = oSource.GetWidth(), h = oSource.GetHeight();
     const int bpp = pf == B8G8R8A8 ? 4 : 3;
     const size_t rowBytes = size_t(w) * bpp;
+    const bool sharpen = dRadius > 0;
+    const int fade = GetFade();
     oProcess.SetProgress(0.0);
 
     // Rows. The filter is symmetric, so memory order serves either orientation.
@@ -329,7 +330,7 @@ LProcessResult LImgProSS::Process(LProcessInterface& oProcess, LImageBuffer& oDe
                                  memcpy(d, s, rowBytes);
                          }
                          else
-                             FilterLine(s, w, bpp, bpp, d, bpp, sc);
+                             FilterLine(s, w, bpp, bpp, d, bpp, sc, sharpen, fade);
                          run.SetProgress(band, 0.5 * ++done / h);
                      }
                      return true;
@@ -369,7 +370,7 @@ LProcessResult LImgProSS::Process(LProcessInterface& oProcess, LImageBuffer& oDe
                          for (int y = 0; y < h; ++y)
                              memcpy(strip + size_t(y) * stripBytes, oDest.GetScanLine(y) + x0, bytes);
                          FilterLine(strip, h, stripBytes, bytes, oDest.GetScanLine(0) + x0,
-                                    int(oDest.GetWidthBytes()), sc);
+                                    int(oDest.GetWidthBytes()), sc, sharpen, fade);
                          run.SetProgress(band, 0.5 + 0.5 * ++done / strips);
                      }
                      free(strip);

@@ -46,11 +46,21 @@ public:
     }
 
     // One line of n samples; sample x of channel c is at in[x*iStride + c], c < iChannels. The
-    // result goes to out[x*iOutStride + c]. Blur stores the filtered value, sharpen 2*pixel minus
-    // it; either is then faded against the input. Scratch is reused between calls.
+    // result goes to out[x*iOutStride + c]: the filtered value (blur) or 2*pixel minus it
+    // (sharpen), faded against the input when fade is 256 or less. Scratch is reused between
+    // calls; out may be in.
     struct Scratch;
     void FilterLine(const uint8_t* lpIn, int n, int iStride, int iChannels, uint8_t* lpOut, int iOutStride,
-                    Scratch& oScratch) const;
+                    Scratch& oScratch, bool bSharpen, int iFade) const;
+    // A row of n pixels of bpp bytes, without fade.
+    void BlurRow(const uint8_t* lpIn, int n, int bpp, uint8_t* lpOut, Scratch& oScratch) const
+    {
+        FilterLine(lpIn, n, bpp, bpp, lpOut, bpp, oScratch, false, 257);
+    }
+    void SharpRow(const uint8_t* lpIn, int n, int bpp, uint8_t* lpOut, Scratch& oScratch) const
+    {
+        FilterLine(lpIn, n, bpp, bpp, lpOut, bpp, oScratch, true, 257);
+    }
 };
 
 struct LImgProSS::Scratch

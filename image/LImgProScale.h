@@ -36,7 +36,9 @@ public:
 
     const uint8_t (&arTable)[256];
 };
+// The capture path's fixed-point 32-bit and per-plane forms repeat the same scheme.
 using LImgProScaleBiYUV420P = LImgProScaleBi;
+using LImgProScaleBiFast = LImgProScaleBi;
 
 // Nearest neighbour from the rectangle dLeft, dTop, dWidth, dHeight of the source (clipped to
 // it; the default sizes mean "to the edge") to the whole destination.

@@ -194,3 +194,32 @@ TEST(LImgProSS, UniformStaysUniformRadiusZeroCopiesAndStops)
     ss.SetRadius(-3, true);
     EXPECT_EQ(ss.Process(stop, dst, src), LProcessResultCancelled);
 }
+
+TEST(LImgProSS, RowFiltersWithoutFade)
+{
+    // A row of 3-byte pixels whose channels differ; BlurRow and SharpRow filter each alike and
+    // never fade, even at a small radius.
+    LImgProSS ss;
+    ss.SetRadius(-4, true);
+    const int n = 29;
+    std::vector<uint8_t> row(n * 3), out(n * 3);
+    for (int i = 0; i < n * 3; ++i)
+        row[i] = uint8_t(i % 3 == 0 ? (i / 3 < 14 ? 20 : 230) : i * 37);
+    LImgProSS::Scratch sc;
+    for (bool sharpen : {false, true})
+    {
+        if (sharpen)
+            ss.SharpRow(row.data(), n, 3, out.data(), sc);
+        else
+            ss.BlurRow(row.data(), n, 3, out.data(), sc);
+        for (int c = 0; c < 3; ++c)
+        {
+            std::vector<uint8_t> line(n);
+            for (int x = 0; x < n; ++x)
+                line[x] = row[x * 3 + c];
+            const std::vector<uint8_t> want = ReferenceLine(ss, line, 257, sharpen);
+            for (int x = 0; x < n; ++x)
+                EXPECT_EQ(out[x * 3 + c], want[x]) << sharpen << " " << x << " " << c;
+        }
+    }
+}
