@@ -1,4 +1,4 @@
-// quendrel-cli kernel NAME [ARG] --size WxH [--repeat N] IN OUT: runs one image kernel on a raw
+// quendrel-cli kernel NAME [ARG] --size WxH [--repeat N] [--threads N] IN OUT: runs one image kernel on a raw
 // B8G8R8A8 file and prints the median time of the kernel alone, for the peer benchmark. The image
 // is read once and every run starts from it; reading and writing are outside the timing. Hidden
 // from the usage text.
@@ -60,6 +60,8 @@ int Run(int argc, char** argv)
             if (sscanf(argv[++i], "%dx%d", &w, &h) != 2)
                 return Fail("--size wants WxH");
         }
+        else if (!strcmp(argv[i], "--threads") && i + 1 < argc)
+            LImgProSetThreadCount(atoi(argv[++i]));
         else if (!strcmp(argv[i], "--repeat") && i + 1 < argc)
             repeat = std::max(1, atoi(argv[++i]));
         else if (!hasArg && files.empty() && (isdigit(argv[i][0]) || argv[i][0] == '-' || argv[i][0] == '.'))

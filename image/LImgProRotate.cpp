@@ -15,10 +15,8 @@ int LImgProNormaliseAngle(int iAngle)
 
 namespace
 {
-// Destination rows are done in groups, and each group in chunks of columns, so that the source
-// columns being walked stay in cache: a chunk touches a block of source rows once.
+// Destination rows handed out together for the fills and the straight copies.
 constexpr int kGroupRows = 64;
-constexpr int kChunk = 64;
 
 void Fill(uint8_t* d, int count, int bpp, const uint8_t* fill)
 {
@@ -65,13 +63,12 @@ bool HasAVX2()
     return b;
 }
 
-// Eight destination rows of eight 32-bit pixels from eight source rows: row k starts at
-// src + k*step, and destination row j takes element j of each (element 7-j when reversed).
-__attribute__((target("avx2"))) void Block8(uint8_t* d, ptrdiff_t ds, const uint8_t* src, ptrdiff_t step,
-                                            bool reversed)
+// r[j] = element j of each of eight source rows (row k at src + k*step; element 7-j when
+// reversed): an 8x8 transpose of 32-bit pixels.
+__attribute__((target("avx2"))) inline void Transpose8(const uint8_t* src, ptrdiff_t step, bool reversed,
+                                                       __m256i* r)
 {
     const __m256i rev = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
-    __m256i r[8];
     for (int k = 0; k < 8; ++k)
     {
         r[k] = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + k * step));
@@ -93,10 +90,36 @@ __attribute__((target("avx2"))) void Block8(uint8_t* d, ptrdiff_t ds, const uint
     }
     for (int j = 0; j < 4; ++j)
     {
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + j * ds),
-                            _mm256_permute2x128_si256(u[j], u[j + 4], 0x20));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + (j + 4) * ds),
-                            _mm256_permute2x128_si256(u[j], u[j + 4], 0x31));
+        r[j] = _mm256_permute2x128_si256(u[j], u[j + 4], 0x20);
+        r[j + 4] = _mm256_permute2x128_si256(u[j], u[j + 4], 0x31);
+    }
+}
+
+// Eight destination rows of sixteen pixels from two groups of eight source rows. Each row gets
+// a whole cache line, so where it is aligned the stores bypass the cache, as a large copy does.
+__attribute__((target("avx2"))) void Block16(uint8_t* d, ptrdiff_t ds, const uint8_t* srcA,
+                                             const uint8_t* srcB, ptrdiff_t step, bool reversed)
+{
+    __m256i a[8], b[8];
+    Transpose8(srcA, step, reversed, a);
+    Transpose8(srcB, step, reversed, b);
+    for (int j = 0; j < 8; ++j)
+    {
+        uint8_t* q = d + j * ds;
+        // Buffers promise 16-byte alignment only.
+        if ((reinterpret_cast<uintptr_t>(q) & 15) == 0)
+        {
+            __m128i* v = reinterpret_cast<__m128i*>(q);
+            _mm_stream_si128(v, _mm256_castsi256_si128(a[j]));
+            _mm_stream_si128(v + 1, _mm256_extracti128_si256(a[j], 1));
+            _mm_stream_si128(v + 2, _mm256_castsi256_si128(b[j]));
+            _mm_stream_si128(v + 3, _mm256_extracti128_si256(b[j], 1));
+        }
+        else
+        {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(q), a[j]);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(q + 32), b[j]);
+        }
     }
 }
 
@@ -168,47 +191,48 @@ LProcessResult RotatePlane(LProcessInterface& oProcess, const Plane& p, int angl
                                 memcpy(d + size_t(x) * bpp, s + size_t(p.sw - 1 - c.left - x) * bpp, bpp);
                     }
                 }
-                if (!quarter)
-                    continue;
-                const int ys = std::max(ya, y0), ye = std::min(yb, y1);
-                // Source of destination (X, Y) and the direction along X: up a column for 90, down
-                // for 270.
-                auto at = [&](int X, int Y)
-                {
-                    return angle == 90 ? p.s + (p.sh - 1 - c.left - X) * p.ss + size_t(c.top + Y) * bpp
-                                       : p.s + (c.left + X) * p.ss + size_t(p.sw - 1 - c.top - Y) * bpp;
-                };
-                const bool blocks = bpp == 4 && HasAVX2();
-                for (int xa = x0; xa < x1; xa += kChunk)
-                {
-                    const int xe = std::min(x1, xa + kChunk);
-                    int yDone = ys;
-                    if (blocks)
-                    {
-                        for (; yDone + 8 <= ye; yDone += 8)
-                        {
-                            int X = xa;
-                            for (; X + 8 <= xe; X += 8)
-                            {
-                                uint8_t* d = p.d + yDone * p.ds + size_t(X) * 4;
-                                if (angle == 90)
-                                    Block8(d, p.ds, at(X, yDone), -p.ss, false);
-                                else
-                                    Block8(d, p.ds, at(X, yDone + 7), p.ss, true);
-                            }
-                            for (int y = yDone; y < yDone + 8 && X < xe; ++y)
-                                WalkAny(bpp, angle == 90, p.d + y * p.ds + size_t(X) * bpp, at(X, y), p.ss,
-                                        xe - X);
-                        }
-                    }
-                    for (int y = yDone; y < ye; ++y)
-                        WalkAny(bpp, angle == 90, p.d + y * p.ds + size_t(xa) * bpp, at(xa, y), p.ss,
-                                xe - xa);
-                }
             }
             return true;
         });
-    return r ? LProcessResultCancelled : LProcessResultSuccess;
+    if (r || !quarter)
+        return r ? LProcessResultCancelled : LProcessResultSuccess;
+
+    // Quarter turns go by blocks of 16 destination columns, that is 16 source rows read along
+    // together, over all valid destination rows 8 at a time.
+    auto at = [&](int X, int Y)
+    {
+        return angle == 90 ? p.s + (p.sh - 1 - c.left - X) * p.ss + size_t(c.top + Y) * bpp
+                           : p.s + (c.left + X) * p.ss + size_t(p.sw - 1 - c.top - Y) * bpp;
+    };
+    const bool vector = bpp == 4 && HasAVX2();
+    const int blocks = (x1 - x0 + 15) / 16;
+    LImgProBandRunner cols(blocks, 1);
+    const int rc =
+        cols.Run(oProcess,
+                 [&](const LImgProBand& band, LImgProBandRunner& run)
+                 {
+                     for (int b = band.iFirst; b < band.iFirst + band.iCount; ++b)
+                     {
+                         if (run.IsToStop(band))
+                             return false;
+                         const int X = x0 + 16 * b, n = std::min(16, x1 - X);
+                         int y = y0;
+                         if (vector && n == 16)
+                             for (; y + 8 <= y1; y += 8)
+                             {
+                                 uint8_t* d = p.d + y * p.ds + size_t(X) * 4;
+                                 if (angle == 90)
+                                     Block16(d, p.ds, at(X, y), at(X + 8, y), -p.ss, false);
+                                 else
+                                     Block16(d, p.ds, at(X, y + 7), at(X + 8, y + 7), p.ss, true);
+                             }
+                         for (; y < y1; ++y)
+                             WalkAny(bpp, angle == 90, p.d + y * p.ds + size_t(X) * bpp, at(X, y), p.ss, n);
+                     }
+                     _mm_sfence();
+                     return true;
+                 });
+    return rc ? LProcessResultCancelled : LProcessResultSuccess;
 }
 
 ptrdiff_t StrideOf(const LImageBuffer& b)
