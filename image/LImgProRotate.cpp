@@ -334,6 +334,9 @@ LProcessResult LImgProRotateBilinear(LProcessInterface& oProcess, LImageBuffer& 
                 int64_t fx = std::llround((cs * dx + sn * dy + sw / 2.0 - 0.5) * one);
                 int64_t fy = std::llround((-sn * dx + cs * dy + sh / 2.0 - 0.5) * one);
                 uint8_t* out = oDest.GetRow(Y);
+                const uint8_t* base = oSource.GetRow(0);
+                const ptrdiff_t ss = oSource.GetFormat().bUpsideDown ? -ptrdiff_t(oSource.GetWidthBytes())
+                                                                     : ptrdiff_t(oSource.GetWidthBytes());
                 for (int X = 0; X < dw; ++X, fx += stepX, fy += stepY, out += 4)
                 {
                     const int64_t ix = fx >> 16, iy = fy >> 16;
@@ -345,23 +348,26 @@ LProcessResult LImgProRotateBilinear(LProcessInterface& oProcess, LImageBuffer& 
                     const uint32_t ax = uint32_t((fx & 0xFFFF) >> 8), ay = uint32_t((fy & 0xFFFF) >> 8);
                     const uint32_t w[4] = {(256 - ax) * (256 - ay), ax * (256 - ay), (256 - ax) * ay,
                                            ax * ay};
+                    if (ix >= 0 && iy >= 0 && ix < sw - 1 && iy < sh - 1)
+                    {
+                        // Inside with four opaque neighbours: plain bilinear.
+                        const uint8_t* p0 = base + iy * ss + ix * 4;
+                        const uint8_t* p2 = p0 + ss;
+                        if ((p0[3] & p0[7] & p2[3] & p2[7]) == 255)
+                        {
+                            for (int c = 0; c < 3; ++c)
+                                out[c] = uint8_t((w[0] * p0[c] + w[1] * p0[4 + c] + w[2] * p2[c] +
+                                                  w[3] * p2[4 + c] + 32768) >>
+                                                 16);
+                            out[3] = 255;
+                            continue;
+                        }
+                    }
                     const uint8_t* px[4];
-                    bool inside = true;
                     for (int k = 0; k < 4; ++k)
                     {
                         const int64_t x = ix + (k & 1), y = iy + (k >> 1);
-                        px[k] =
-                            x >= 0 && y >= 0 && x < sw && y < sh ? oSource.GetRow(int(y)) + x * 4 : nullptr;
-                        inside = inside && px[k] && px[k][3] == 255;
-                    }
-                    if (inside)
-                    {
-                        for (int c = 0; c < 3; ++c)
-                            out[c] = uint8_t((w[0] * px[0][c] + w[1] * px[1][c] + w[2] * px[2][c] +
-                                              w[3] * px[3][c] + 32768) >>
-                                             16);
-                        out[3] = 255;
-                        continue;
+                        px[k] = x >= 0 && y >= 0 && x < sw && y < sh ? base + y * ss + x * 4 : nullptr;
                     }
                     uint64_t acc[3] = {0, 0, 0}, alpha = 0;
                     for (int k = 0; k < 4; ++k)
