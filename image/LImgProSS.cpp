@@ -225,8 +225,8 @@ void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* o
         return;
     uint8_t* val = sc.lpValues;
 
-    // Positions whose every box is clipped by an end; with the kernel path the prefix sums cover
-    // only the two end zones, as the middle never needs them.
+    // Positions near an end, where boxes are clipped and their weights scaled up: by prefix
+    // sums, one subtraction per box. With the kernel path they cover only the two end zones.
     auto clipped = [&](int x, const int32_t* P, int base)
     {
         for (int c = 0; c < nch; ++c)
