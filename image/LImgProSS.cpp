@@ -123,6 +123,42 @@ bool HasAVX2()
     static const bool b = __builtin_cpu_supports("avx2");
     return b;
 }
+
+// Wide boxes: Q holds running sums along the line with one sample of zeros in front, so the box
+// of radius r around byte j sums to Q[j + (r+1)*ts] - Q[j - r*ts]. Every box is whole here.
+void BoxesPlain(const int32_t* Q, int ts, int j0, int j1, const int* radius, const int* weight, int levels,
+                uint8_t* val)
+{
+    for (int j = j0; j < j1; ++j)
+    {
+        int32_t t = 0;
+        for (int i = 0; i < levels; ++i)
+            t += weight[i] * (Q[j + (radius[i] + 1) * ts] - Q[j - radius[i] * ts]);
+        val[j] = uint8_t(t >> 16);
+    }
+}
+
+__attribute__((target("avx2"))) void BoxesAVX2(const int32_t* Q, int ts, int j0, int j1, const int* radius,
+                                               const int* weight, int levels, uint8_t* val)
+{
+    int j = j0;
+    for (; j + 8 <= j1; j += 8)
+    {
+        __m256i acc = _mm256_setzero_si256();
+        for (int i = 0; i < levels; ++i)
+        {
+            const __m256i hi =
+                _mm256_loadu_si256(reinterpret_cast<const __m256i*>(Q + j + (radius[i] + 1) * ts));
+            const __m256i lo = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(Q + j - radius[i] * ts));
+            acc = _mm256_add_epi32(
+                acc, _mm256_mullo_epi32(_mm256_sub_epi32(hi, lo), _mm256_set1_epi32(weight[i])));
+        }
+        acc = _mm256_srli_epi32(acc, 16);
+        const __m128i w16 = _mm_packs_epi32(_mm256_castsi256_si128(acc), _mm256_extracti128_si256(acc, 1));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(val + j), _mm_packus_epi16(w16, w16));
+    }
+    BoxesPlain(Q, ts, j, j1, radius, weight, levels, val);
+}
 } // namespace
 
 void LImgProSS::SetRadius(double r, bool bMaxLevels)
@@ -195,10 +231,17 @@ LImgProSS::Scratch::~Scratch()
 {
     free(lpValues);
     free(lpPrefix);
+    free(lpTotals);
 }
 
-bool LImgProSS::Scratch::Reserve(size_t values, size_t prefix)
+bool LImgProSS::Scratch::Reserve(size_t values, size_t prefix, size_t totals)
 {
+    if (totals > nTotals)
+    {
+        free(lpTotals);
+        lpTotals = static_cast<int32_t*>(malloc(totals * sizeof(int32_t)));
+        nTotals = lpTotals ? totals : 0;
+    }
     if (values > nValues)
     {
         free(lpValues);
@@ -211,7 +254,7 @@ bool LImgProSS::Scratch::Reserve(size_t values, size_t prefix)
         lpPrefix = static_cast<int32_t*>(malloc(prefix * sizeof(int32_t)));
         nPrefix = lpPrefix ? prefix : 0;
     }
-    return nValues >= values && nPrefix >= prefix;
+    return nValues >= values && nPrefix >= prefix && nTotals >= totals;
 }
 
 void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* out, int os, Scratch& sc,
@@ -220,28 +263,35 @@ void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* o
     if (n <= 0 || iLevels <= 0)
         return;
     const int R = GetTopRadius();
-    const bool conv = R <= kConvMaxRadius && n > 2 * R;
-    if (!sc.Reserve(size_t(n) * ts, conv ? size_t(2 * R + 2) * 2 * nch : size_t(n + 1) * nch))
+    // A middle exists where every box is whole; there a fixed kernel (narrow boxes) or one
+    // subtraction per box (wide ones) does all channels at once.
+    const bool middle = n > 2 * R, conv = middle && R <= kConvMaxRadius;
+    const size_t zoneSize = size_t(2 * R + 2) * nch;
+    const size_t prefixSize = !middle ? size_t(n + 1) * nch : conv ? zoneSize : zoneSize + size_t(n + 1) * ts;
+    if (!sc.Reserve(size_t(n) * ts, prefixSize, nch))
         return;
     uint8_t* val = sc.lpValues;
 
     // Positions near an end, where boxes are clipped and their weights scaled up: by prefix
-    // sums, one subtraction per box. With the kernel path they cover only the two end zones.
+    // sums, one subtraction per box. With a middle they cover only the two end zones.
+    int32_t* t = sc.lpTotals;
     auto clipped = [&](int x, const int32_t* P, int base)
     {
         for (int c = 0; c < nch; ++c)
+            t[c] = 0;
+        for (int i = 0; i < iLevels; ++i)
         {
-            int32_t t = 0;
-            for (int i = 0; i < iLevels; ++i)
-            {
-                const int r = arRadius[i];
-                const int lo = std::max(0, x - r), hi = std::min(n - 1, x + r);
-                const int full = 2 * r + 1, width = hi - lo + 1;
-                const int32_t sw = width == full ? arWeight[i] : arWeight[i] * full / width;
-                t += sw * (P[(hi + 1 - base) * nch + c] - P[(lo - base) * nch + c]);
-            }
-            val[x * ts + c] = uint8_t(t >> 16);
+            const int r = arRadius[i];
+            const int lo = std::max(0, x - r), hi = std::min(n - 1, x + r);
+            const int full = 2 * r + 1, width = hi - lo + 1;
+            const int32_t sw = width == full ? arWeight[i] : arWeight[i] * full / width;
+            const int32_t* a = P + (hi + 1 - base) * nch;
+            const int32_t* b = P + (lo - base) * nch;
+            for (int c = 0; c < nch; ++c)
+                t[c] += sw * (a[c] - b[c]);
         }
+        for (int c = 0; c < nch; ++c)
+            val[x * ts + c] = uint8_t(t[c] >> 16);
     };
     auto prefix = [&](int32_t* P, int from, int to)
     {
@@ -252,19 +302,16 @@ void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* o
                 P[(x + 1 - from) * nch + c] = P[(x - from) * nch + c] + in[x * ts + c];
     };
 
-    if (conv)
+    if (!middle)
     {
-        int16_t K[kConvMaxRadius + 1];
-        for (int k = 0; k <= R; ++k)
-        {
-            int s = 0;
-            for (int i = 0; i < iLevels; ++i)
-                if (arRadius[i] >= k)
-                    s += arWeight[i];
-            K[k] = int16_t(s);
-        }
+        prefix(sc.lpPrefix, 0, n);
+        for (int x = 0; x < n; ++x)
+            clipped(x, sc.lpPrefix, 0);
+    }
+    else
+    {
         // Each end zone of R positions reads at most 2R samples.
-        const int zone = std::min(n, 2 * R + 1);
+        const int zone = 2 * R + 1;
         int32_t* P = sc.lpPrefix;
         prefix(P, 0, zone);
         for (int x = 0; x < R; ++x)
@@ -272,19 +319,36 @@ void LImgProSS::FilterLine(const uint8_t* in, int n, int ts, int nch, uint8_t* o
         prefix(P, n - zone, n);
         for (int x = n - R; x < n; ++x)
             clipped(x, P, n - zone);
-        // Bytes of the middle run contiguously whatever the channel layout, so one 1-D kernel
-        // with a tap distance of one sample does every channel at once.
+        // Bytes of the middle run contiguously whatever the channel layout, so a 1-D filter with
+        // a tap distance of one sample does every channel at once.
         const int j0 = R * ts, j1 = (n - R - 1) * ts + nch;
-        if (HasAVX2())
-            ConvAVX2(in, ts, j0, j1, K, R, val);
+        if (conv)
+        {
+            int16_t K[kConvMaxRadius + 1];
+            for (int k = 0; k <= R; ++k)
+            {
+                int sum = 0;
+                for (int i = 0; i < iLevels; ++i)
+                    if (arRadius[i] >= k)
+                        sum += arWeight[i];
+                K[k] = int16_t(sum);
+            }
+            if (HasAVX2())
+                ConvAVX2(in, ts, j0, j1, K, R, val);
+            else
+                ConvPlain(in, ts, j0, j1, K, R, val);
+        }
         else
-            ConvPlain(in, ts, j0, j1, K, R, val);
-    }
-    else
-    {
-        prefix(sc.lpPrefix, 0, n);
-        for (int x = 0; x < n; ++x)
-            clipped(x, sc.lpPrefix, 0);
+        {
+            int32_t* Q = sc.lpPrefix + zoneSize;
+            memset(Q, 0, sizeof(int32_t) * ts);
+            for (int j = 0; j < n * ts; ++j)
+                Q[j + ts] = Q[j] + in[j];
+            if (HasAVX2())
+                BoxesAVX2(Q, ts, j0, j1, arRadius, arWeight, iLevels, val);
+            else
+                BoxesPlain(Q, ts, j0, j1, arRadius, arWeight, iLevels, val);
+        }
     }
 
     auto finish = HasAVX2() ? FinishAVX2 : FinishPlain;

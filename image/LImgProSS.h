@@ -68,6 +68,7 @@ struct LImgProSS::Scratch
     ~Scratch();
     uint8_t* lpValues = nullptr;
     int32_t* lpPrefix = nullptr;
-    size_t nValues = 0, nPrefix = 0;
-    bool Reserve(size_t values, size_t prefix);
+    int32_t* lpTotals = nullptr;
+    size_t nValues = 0, nPrefix = 0, nTotals = 0;
+    bool Reserve(size_t values, size_t prefix, size_t totals);
 };

@@ -122,7 +122,9 @@ TEST(LImgProSS, MatchesStaircaseOfBoxesOnOddImages)
         {-3.5, false, 23, 19, B8G8R8A8}, // faded
         {1, true, 9, 7, B8G8R8},         // one-pixel sharpen at 1/6 strength
         {-30, true, 13, 11, B8G8R8A8},   // lines shorter than the radius: clipped windows only
-        {-120, false, 151, 9, B8G8R8A8}, // past the kernel path's radius
+        {-120, false, 151, 9, B8G8R8A8}, // past the kernel path's radius, no middle
+        {-100, false, 230, 5, B8G8R8A8}, // wide boxes with a middle, along rows
+        {97, true, 5, 215, B8G8R8},      // and down columns
         {-9, true, 1, 1, B8G8R8A8},
     };
     for (const Case& c : cases)
