@@ -119,3 +119,11 @@ bool Copy(const LImageBuffer& oSource, LImageBuffer& oDest, int iDestX, int iDes
     return true;
 }
 } // namespace LImage
+
+bool LCreateBlankImage(LImageBuffer& oImage, int iWidth, int iHeight, LPixelColour oColour)
+{
+    if (!LImage::New(oImage, iWidth, iHeight, B8G8R8A8) || !oImage.IsValid())
+        return false;
+    oImage.Clear(oColour);
+    return true;
+}

@@ -28,3 +28,6 @@ LProcessResult Rotate(LProcessInterface& oProcess, const LImageBuffer& oSource, 
 bool Copy(const LImageBuffer& oSource, LImageBuffer& oDest, int iDestX, int iDestY, int iSourceX,
           int iSourceY, int iWidth, int iHeight);
 } // namespace LImage
+
+// A new 32-bit image of one colour; false leaves an invalid buffer.
+bool LCreateBlankImage(LImageBuffer& oImage, int iWidth, int iHeight, LPixelColour oColour);

@@ -163,8 +163,7 @@ TEST(LImageCopy, ClipsToBothBuffers)
 {
     LImageBuffer src, dst;
     ASSERT_TRUE(MakeImage(src, 8, 6, B8G8R8A8, 3));
-    ASSERT_TRUE(dst.AllocateNewBuffer(LImageFormat(B8G8R8A8, 5, 5)));
-    dst.Clear(LPixelColour(0, 0, 0, 0));
+    ASSERT_TRUE(LCreateBlankImage(dst, 5, 5, LPixelColour(0, 0, 0, 0)));
     ASSERT_TRUE(LImage::Copy(src, dst, -1, 2, 3, 1, 10, 10));
     for (int y = 0; y < 5; ++y)
         for (int x = 0; x < 5; ++x)
