@@ -17,6 +17,8 @@ namespace
 {
 // Destination rows handed out together for the fills and the straight copies.
 constexpr int kGroupRows = 64;
+// Destination tile side of the quarter turns; measured best from 256 to 400 on 4 KB pages.
+constexpr int kTile = 256;
 
 void Fill(uint8_t* d, int count, int bpp, const uint8_t* fill)
 {
@@ -65,22 +67,26 @@ bool HasAVX2()
 
 // r[j] = element j of each of eight source rows (row k at src + k*step; element 7-j when
 // reversed): an 8x8 transpose of 32-bit pixels.
-__attribute__((target("avx2"))) inline void Transpose8(const uint8_t* src, ptrdiff_t step, bool reversed,
-                                                       __m256i* r)
+template <bool reversed>
+__attribute__((target("avx2"), always_inline)) inline void Transpose8(const uint8_t* src, ptrdiff_t step,
+                                                                      __m256i* r)
 {
     const __m256i rev = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
+#pragma GCC unroll 8
     for (int k = 0; k < 8; ++k)
     {
         r[k] = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + k * step));
-        if (reversed)
+        if constexpr (reversed)
             r[k] = _mm256_permutevar8x32_epi32(r[k], rev);
     }
     __m256i t[8], u[8];
+#pragma GCC unroll 4
     for (int k = 0; k < 8; k += 2)
     {
         t[k] = _mm256_unpacklo_epi32(r[k], r[k + 1]);
         t[k + 1] = _mm256_unpackhi_epi32(r[k], r[k + 1]);
     }
+#pragma GCC unroll 2
     for (int k = 0; k < 8; k += 4)
     {
         u[k] = _mm256_unpacklo_epi64(t[k], t[k + 2]);
@@ -88,6 +94,7 @@ __attribute__((target("avx2"))) inline void Transpose8(const uint8_t* src, ptrdi
         u[k + 2] = _mm256_unpacklo_epi64(t[k + 1], t[k + 3]);
         u[k + 3] = _mm256_unpackhi_epi64(t[k + 1], t[k + 3]);
     }
+#pragma GCC unroll 4
     for (int j = 0; j < 4; ++j)
     {
         r[j] = _mm256_permute2x128_si256(u[j], u[j + 4], 0x20);
@@ -97,12 +104,14 @@ __attribute__((target("avx2"))) inline void Transpose8(const uint8_t* src, ptrdi
 
 // Eight destination rows of sixteen pixels from two groups of eight source rows. Each row gets
 // a whole cache line, so where it is aligned the stores bypass the cache, as a large copy does.
+template <bool reversed>
 __attribute__((target("avx2"))) void Block16(uint8_t* d, ptrdiff_t ds, const uint8_t* srcA,
-                                             const uint8_t* srcB, ptrdiff_t step, bool reversed)
+                                             const uint8_t* srcB, ptrdiff_t step)
 {
     __m256i a[8], b[8];
-    Transpose8(srcA, step, reversed, a);
-    Transpose8(srcB, step, reversed, b);
+    Transpose8<reversed>(srcA, step, a);
+    Transpose8<reversed>(srcB, step, b);
+#pragma GCC unroll 8
     for (int j = 0; j < 8; ++j)
     {
         uint8_t* q = d + j * ds;
@@ -197,41 +206,58 @@ LProcessResult RotatePlane(LProcessInterface& oProcess, const Plane& p, int angl
     if (r || !quarter)
         return r ? LProcessResultCancelled : LProcessResultSuccess;
 
-    // Quarter turns go by blocks of 16 destination columns, that is 16 source rows read along
-    // together, over all valid destination rows 8 at a time.
+    // Quarter turns go by tiles of destination pixels, so that the pages of the tile's source and
+    // destination lines stay mapped while it is done; inside a tile, blocks of 16 columns (16
+    // source rows read along together) by 8 rows.
     auto at = [&](int X, int Y)
     {
         return angle == 90 ? p.s + (p.sh - 1 - c.left - X) * p.ss + size_t(c.top + Y) * bpp
                            : p.s + (c.left + X) * p.ss + size_t(p.sw - 1 - c.top - Y) * bpp;
     };
     const bool vector = bpp == 4 && HasAVX2();
-    const int blocks = (x1 - x0 + 15) / 16;
-    LImgProBandRunner cols(blocks, 1);
-    const int rc =
-        cols.Run(oProcess,
-                 [&](const LImgProBand& band, LImgProBandRunner& run)
-                 {
-                     for (int b = band.iFirst; b < band.iFirst + band.iCount; ++b)
-                     {
-                         if (run.IsToStop(band))
-                             return false;
-                         const int X = x0 + 16 * b, n = std::min(16, x1 - X);
-                         int y = y0;
-                         if (vector && n == 16)
-                             for (; y + 8 <= y1; y += 8)
-                             {
-                                 uint8_t* d = p.d + y * p.ds + size_t(X) * 4;
-                                 if (angle == 90)
-                                     Block16(d, p.ds, at(X, y), at(X + 8, y), -p.ss, false);
-                                 else
-                                     Block16(d, p.ds, at(X, y + 7), at(X + 8, y + 7), p.ss, true);
-                             }
-                         for (; y < y1; ++y)
-                             WalkAny(bpp, angle == 90, p.d + y * p.ds + size_t(X) * bpp, at(X, y), p.ss, n);
-                     }
-                     _mm_sfence();
-                     return true;
-                 });
+    // Streaming stores must fill whole cache lines: blocks start where the destination rows
+    // reach a line boundary, and the few columns before it are walked.
+    int xs = x0;
+    if (vector && p.ds % 64 == 0)
+        xs = std::min(x1,
+                      x0 + int(((64 - (reinterpret_cast<uintptr_t>(p.d + size_t(x0) * 4) & 63)) & 63) / 4));
+    for (int y = y0; y < y1 && xs > x0; ++y)
+        WalkAny(bpp, angle == 90, p.d + y * p.ds + size_t(x0) * bpp, at(x0, y), p.ss, xs - x0);
+    const int tiles = (x1 - xs + kTile - 1) / kTile;
+    LImgProBandRunner cols(tiles, 1);
+    const int rc = cols.Run(
+        oProcess,
+        [&](const LImgProBand& band, LImgProBandRunner& run)
+        {
+            for (int t = band.iFirst; t < band.iFirst + band.iCount; ++t)
+            {
+                const int xt = xs + kTile * t, xte = std::min(x1, xt + kTile);
+                for (int yt = y0; yt < y1; yt += kTile)
+                {
+                    if (run.IsToStop(band))
+                        return false;
+                    const int yte = std::min(y1, yt + kTile);
+                    for (int X = xt; X < xte; X += 16)
+                    {
+                        const int n = std::min(16, xte - X);
+                        int y = yt;
+                        if (vector && n == 16)
+                            for (; y + 8 <= yte; y += 8)
+                            {
+                                uint8_t* d = p.d + y * p.ds + size_t(X) * 4;
+                                if (angle == 90)
+                                    Block16<false>(d, p.ds, at(X, y), at(X + 8, y), -p.ss);
+                                else
+                                    Block16<true>(d, p.ds, at(X, y + 7), at(X + 8, y + 7), p.ss);
+                            }
+                        for (; y < yte; ++y)
+                            WalkAny(bpp, angle == 90, p.d + y * p.ds + size_t(X) * bpp, at(X, y), p.ss, n);
+                    }
+                }
+            }
+            _mm_sfence();
+            return true;
+        });
     return rc ? LProcessResultCancelled : LProcessResultSuccess;
 }
 
