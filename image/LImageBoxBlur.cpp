@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "image/LImgProBands.h"
@@ -68,22 +69,15 @@ LProcessResult LImageBoxBlur(LProcessInterface& oProcess, LImageBuffer& oImage, 
     return LProcessResultSuccess;
 }
 
-namespace
+LImageBlurThread::~LImageBlurThread()
 {
-// The caller's band asks the real interface; the other bands follow the runner's flag.
-class BandProcess : public LProcessInterface
-{
-public:
-    BandProcess(LImgProBandRunner& run, const LImgProBand& band) : oRun(run), oBand(band) {}
-    bool IsToStop() override { return oRun.IsToStop(oBand); }
-    int ProcessWait(int) override { return 2; }
-    int ProcessWaitSignal(LSignalObject&, int) override { return 2; }
-    int ProcessWaitSignalObjectGroup(LSignalObjectGroup&, int) override { return 2; }
+    StopThreadNow();
+}
 
-    LImgProBandRunner& oRun;
-    const LImgProBand& oBand;
-};
-} // namespace
+void LImageBlurThread::ThreadFunction()
+{
+    eResult = LImageBoxBlur(*this, *lpImage, bHorizontal, iFirst, iCount, iRadius);
+}
 
 LProcessResult Process(LProcessInterface& oProcess, LImageBlurSettings& oSettings)
 {
@@ -91,20 +85,40 @@ LProcessResult Process(LProcessInterface& oProcess, LImageBlurSettings& oSetting
     if (!img || !img->IsValid() || img->GetPixelFormat() != B8G8R8A8)
         return LProcessResultFailed;
     const int passes = std::max(oSettings.iPasses, 0);
+    const int n = std::max(1, oSettings.iThreads > 0 ? oSettings.iThreads : LImgProGetThreadCount());
     for (int step = 0; step < 2 * passes; ++step)
     {
-        const bool horizontal = step < passes;
-        const int lines = horizontal ? img->GetHeight() : img->GetWidth();
-        LImgProBandRunner runner(lines, 1, oSettings.iThreads);
-        const int r = runner.Run(oProcess,
-                                 [&](const LImgProBand& band, LImgProBandRunner& run)
-                                 {
-                                     BandProcess bp(run, band);
-                                     return LImageBoxBlur(bp, *img, horizontal, band.iFirst, band.iCount,
-                                                          oSettings.iRadius) == LProcessResultSuccess;
-                                 });
-        if (r)
+        if (oProcess.IsToStop())
             return LProcessResultCancelled;
+        const bool horizontal = step < passes;
+        const unsigned long lines = horizontal ? img->GetHeight() : img->GetWidth();
+        const unsigned long per = lines / n;
+        std::vector<std::unique_ptr<LImageBlurThread>> threads;
+        for (int i = 0; i < n; ++i)
+        {
+            const unsigned long count = i == n - 1 ? lines - per * i : per;
+            if (count == 0)
+                continue;
+            auto t = std::make_unique<LImageBlurThread>();
+            t->bHorizontal = horizontal;
+            t->iFirst = per * i;
+            t->iCount = count;
+            t->iRadius = oSettings.iRadius;
+            t->lpImage = img;
+            t->Start(LThreadPriorityNormal);
+            threads.push_back(std::move(t));
+        }
+        for (auto& t : threads)
+            while (!t->WaitToStop(100))
+                if (oProcess.IsToStop())
+                {
+                    for (auto& u : threads)
+                        u->StopThreadNow();
+                    return LProcessResultCancelled;
+                }
+        for (auto& t : threads)
+            if (t->eResult != LProcessResultSuccess)
+                return t->eResult;
         oProcess.SetProgress(double(step + 1) / (2 * passes));
     }
     return LProcessResultSuccess;

@@ -1,5 +1,7 @@
 #include "image/LImgProBands.h"
 
+#include "foundation/LThread.h"
+
 #include <algorithm>
 #include <thread>
 #include <vector>
@@ -16,8 +18,7 @@ int LImgProGetThreadCount()
     const int n = gThreadCount;
     if (n > 0)
         return n;
-    const unsigned hw = std::thread::hardware_concurrency();
-    return hw ? int(std::min(hw, 64u)) : 1;
+    return std::clamp(LGetNumberOfProcessors(), 1, 64);
 }
 
 LImgProBandRunner::LImgProBandRunner(int lines, int minPerBand, int threads) : iLines(std::max(lines, 0))
