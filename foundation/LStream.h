@@ -14,6 +14,10 @@ enum LFileLockMode : int
     LFileLockExclusive = 2, // writers
 };
 
+// Takes an advisory lock on an open descriptor, polling every 10 ms for up to timeoutMs
+// (a negative time-out waits forever). False when the time-out passes first.
+bool LFileLockWait(int file, LFileLockMode lock, int timeoutMs);
+
 // Read side of a file, with an 8192-byte read buffer.
 class LInputStreamFile
 {
@@ -33,12 +37,17 @@ public:
     // Bytes actually read (fewer at the end of the file).
     size_t ReadRaw(void* data, size_t size);
     int64_t Tell64() const;
+    // False for a position before the start or past the end (the end itself is fine). A seek
+    // that stays inside the read buffer doesn't touch the file.
     bool Seek64(int64_t position);
     bool SeekOffset64(int64_t offset);
-    int64_t GetSize64() const;
+    int64_t GetSize64() const; // as it was when opened
 
 private:
+    bool FillBuffer(int64_t position);
+
     int iFile = -1;
+    int64_t iFileSize = 0;
     int64_t iBufferFilePos = 0; // file position of arBuffer[0]
     size_t nBufferFill = 0;
     size_t nBufferPos = 0;
@@ -146,10 +155,15 @@ public:
 
     bool WriteRaw(const void* data, size_t size);
     int64_t Tell64() const;
+    // Flushes first; writing after a seek past the end leaves a gap of zeros.
     bool Seek64(int64_t position);
     bool Flush();
+    // False once any write, seek or flush has failed; Close reports it too.
+    bool IsGood() const { return !bFailed; }
 
 private:
+    static constexpr size_t kBufferSize = 65536;
+
     int iFile = -1;
     bool bFailed = false;
     size_t nBufferFill = 0;
@@ -163,6 +177,7 @@ public:
     bool IsOpen() const { return true; }
     bool WriteRaw(const void* data, size_t size);
     int64_t Tell64() const { return int64_t(nPos); }
+    // May go past the end; the next write fills the gap with zeros.
     bool Seek64(int64_t position);
     const uint8_t* GetData() const { return arData.data(); }
     size_t GetSize() const { return arData.size(); }

@@ -1,0 +1,31 @@
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QTimer>
+
+#include "ui/QDMainWindow.h"
+
+namespace
+{
+QApplication& App()
+{
+    static int argc = 1;
+    static char name[] = "test_ui";
+    static char* argv[] = {name, nullptr};
+    static QApplication* app = new QApplication(argc, argv);
+    return *app;
+}
+} // namespace
+
+TEST(QDMainWindow, OpensTitledAndQuitsOnClose)
+{
+    QApplication& app = App();
+    QDMainWindow window;
+    window.show();
+    EXPECT_EQ(window.windowTitle(), QString("Quendrel"));
+    EXPECT_TRUE(window.isVisible());
+    // Closing the last window must end the event loop on its own.
+    QTimer::singleShot(0, &window, [&] { window.close(); });
+    QTimer::singleShot(5000, &app, [&] { app.exit(99); });
+    EXPECT_EQ(app.exec(), 0);
+}
