@@ -128,7 +128,8 @@ LProcessResult Process(LProcessInterface& process, LProcessPCXLoad<Base>& data)
 
     LCodecByteReader<Base> in(*data.lpStream);
     const uint64_t samples = uint64_t(height) * uint64_t(planes) * uint64_t(bytesPerLine);
-    const uint64_t minimum = h.iEncoding ? (samples + 62) / 63 * 2 : samples;
+    // Two bytes give at most 63 samples.
+    const uint64_t minimum = h.iEncoding ? (samples * 2 + 62) / 63 : samples;
     if (uint64_t(in.Remaining()) < minimum)
         return LProcessResultFailed;
     LImageBuffer& image = *data.lpImage;

@@ -126,6 +126,9 @@ inline Picture Opaque(Picture p)
 // Equal pixel for pixel; reports the first difference.
 inline ::testing::AssertionResult SamePicture(const Picture& a, const Picture& b)
 {
+    if (a.rgba.empty() || b.rgba.empty())
+        return ::testing::AssertionFailure()
+               << "no picture: " << a.w << "x" << a.h << " against " << b.w << "x" << b.h;
     if (a.w != b.w || a.h != b.h)
         return ::testing::AssertionFailure()
                << "size " << a.w << "x" << a.h << " against " << b.w << "x" << b.h;
@@ -177,7 +180,7 @@ inline Bytes ReadFile(const std::string& path)
 // Runs a shell command; its standard output, and false when it failed.
 inline bool Shell(const std::string& command, Bytes* output = nullptr)
 {
-    FILE* f = popen((command + (output ? "" : " >/dev/null")).c_str(), "r");
+    FILE* f = popen((output ? command : "(" + command + ") >/dev/null").c_str(), "r");
     if (!f)
         return false;
     uint8_t block[65536];

@@ -265,10 +265,15 @@ TEST(TGAWrite, ChoosesTheSmallestLayoutAndOthersReadIt)
         EXPECT_EQ(w.descriptor, c.descriptor);
         const std::string path = dir / "ours.tga";
         WriteFile(path, w.file);
-        if (c.kind != 3 || c.depth != 16) // ImageMagick takes grey with alpha for 5-5-5 colour
+        // ImageMagick takes grey with alpha for 5-5-5 colour; Pillow has no 32-bit colour maps.
+        if (c.kind != 3 || c.depth != 16)
+        {
             EXPECT_TRUE(SamePicture(MagickDecode(path), c.picture));
-        if (c.mapBits != 32) // Pillow has no 32-bit colour maps
+        }
+        if (c.mapBits != 32)
+        {
             EXPECT_TRUE(SamePicture(PillowDecode(path), c.picture));
+        }
     }
 }
 
