@@ -303,13 +303,13 @@ Bytes Encode(const LImageBuffer& image,
     return r == LProcessResultSuccess ? stream.GetArray() : Bytes{};
 }
 
-// Every cut of a good file fails to decode, from the given length on (shorter cuts than the
-// whole header are included when from is 0). Cuts are sampled on long files.
+// Every cut of a good file fails to decode, from the given length on and short of the given
+// number of bytes at the end. Cuts are sampled on long files.
 template <template <class> class Load>
-void ExpectCutsFail(const Bytes& file, size_t from = 0)
+void ExpectCutsFail(const Bytes& file, size_t from = 0, size_t spareAtEnd = 0)
 {
     const size_t step = file.size() > 600 ? file.size() / 300 : 1;
-    for (size_t n = from; n < file.size(); n += (n < 64 ? 1 : step))
+    for (size_t n = from; n + spareAtEnd < file.size(); n += (n < 64 ? 1 : step))
     {
         const Bytes cut(file.begin(), file.begin() + ptrdiff_t(n));
         LImageBuffer image;
@@ -351,7 +351,12 @@ void ExpectProgressAndStop(const Bytes& file)
     ASSERT_EQ(Decode<Load>(file, image, nullptr, &watch), LProcessResultSuccess);
     ASSERT_FALSE(watch.arProgress.empty());
     for (size_t i = 1; i < watch.arProgress.size(); ++i)
-        EXPECT_GE(watch.arProgress[i] - watch.arProgress[i - 1], 0.0099);
+    {
+        if (watch.arProgress[i] != 1.0) // a reader may confirm the end once more
+        {
+            EXPECT_GE(watch.arProgress[i] - watch.arProgress[i - 1], 0.0099);
+        }
+    }
     EXPECT_GT(watch.arProgress.back(), 0.98);
     EXPECT_LE(watch.arProgress.back(), 1.0 + 1e-9);
     EXPECT_NE(watch.szStatus.find("Decoding"), std::string::npos);
