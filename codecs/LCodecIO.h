@@ -4,6 +4,7 @@
 // steps of a hundredth with cancellation there; and source rows of any pixel format as 32-bit
 // values, so writers work on rows instead of calling a reader per pixel.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -59,6 +60,20 @@ public:
             size -= n;
         }
         return true;
+    }
+    // As many bytes as there are, up to size.
+    size_t ReadUpTo(void* data, size_t size)
+    {
+        uint8_t* out = static_cast<uint8_t*>(data);
+        size_t done = 0;
+        while (done < size && (nPos < nFill || Refill()))
+        {
+            const size_t n = std::min(nFill - nPos, size - done);
+            memcpy(out + done, arBlock + nPos, n);
+            nPos += n;
+            done += n;
+        }
+        return done;
     }
     bool Skip(uint64_t size)
     {

@@ -75,10 +75,11 @@ public:
             else
             {
                 const int k = int(std::min<int64_t>(iCount, n));
-                if (!lpIn->Read(out, size_t(k)))
+                const size_t got = lpIn->ReadUpTo(out, size_t(k));
+                if (got < size_t(k))
                 {
                     bEnd = true;
-                    memset(out, 0, size_t(n));
+                    memset(out + got, 0, size_t(n) - got);
                     return;
                 }
                 iCount -= k, out += k, n -= k;
@@ -215,6 +216,11 @@ LProcessResult Process(LProcessInterface& process, LProcessPSDLoad<Base>& data)
     else
         return LProcessResultFailed;
 
+    // Missing pixel data reads as zeros, but a file holding less than the densest packing of
+    // its samples (two bytes for 128) is cut too short to be worth the memory.
+    const uint64_t sampleBytes = uint64_t(channels) * uint64_t(width) * uint64_t(height) * uint64_t(depth / 8);
+    if (uint64_t(in.Remaining()) < sampleBytes / 64)
+        return LProcessResultFailed;
     LImageBuffer& image = *data.lpImage;
     if (!LCodecAllocateTarget(image, width, height, alpha))
         return LProcessResultFailed;
