@@ -36,7 +36,10 @@ public:
 
     void SetStatusF(int line, const char* format, ...) __attribute__((format(printf, 3, 4)));
     void SetErrorF(const char* format, ...) __attribute__((format(printf, 2, 3)));
-    int ProcessWaitSignalForever(LSignalObject& signal) { return ProcessWaitSignal(signal, LProcessWaitForever); }
+    int ProcessWaitSignalForever(LSignalObject& signal)
+    {
+        return ProcessWaitSignal(signal, LProcessWaitForever);
+    }
 };
 
 // Never stops; its waits sleep or wait on the signal.

@@ -39,6 +39,8 @@ public:
     LSignalObject& operator=(const LSignalObject&) = delete;
     ~LSignalObject();
 
+    // False when the pipe couldn't be made (out of descriptors); the signal then never fires.
+    bool IsValid() const { return filedes[0] >= 0; }
     void Set();
     void Reset();
     bool IsSet() const;
@@ -64,15 +66,22 @@ public:
 class LSignalObjectGroup
 {
 public:
+    static constexpr int nMaxCount = 64;
+
     LSignalObjectGroup();
-    void Add(const LSignalObject& so);
+    // False when the group is full.
+    bool Add(const LSignalObject& so);
     void Clear();
     // Index of the first signal found set (in order of Add), -1 on time-out; a negative time
     // waits forever. An extra descriptor (such as a thread's stop signal) may take part: it
-    // reports as -2.
+    // reports as -2, but only when no signal of the group is set.
     int Wait(int milliseconds, int extraDescriptor = -1) const;
 
-    int arDescriptors[64];
+    int arDescriptors[nMaxCount];
     int nCount;
     int iHighest;
 };
+
+// Waits until one of count descriptors is readable. Index of the first readable one, -1 on
+// time-out; a negative time waits forever. Interrupted waits resume with the time that is left.
+int LWaitDescriptorsReadable(const int* descriptors, int count, int milliseconds);

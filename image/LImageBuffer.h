@@ -6,120 +6,7 @@
 #include <cstdint>
 
 #include "foundation/LProcessInterface.h"
-
-enum pixelformat_t : int32_t
-{
-    PixelFormatInvalid = -1,
-    B8G8R8A8 = 0,
-    B8G8R8 = 1,
-    B5G6R5 = 2,
-    B5G5R5A1 = 3,
-    B5G5R5X1 = 4,
-    R8G8B8A8 = 5,
-    YUYV422 = 6,
-    YUV420P = 7,
-    YUVJ420P = 8,
-    Indexed4 = 9,
-    I8 = 10,
-};
-constexpr int PixelFormatCount = 11;
-
-// Bits per pixel of a packed format; 12 for the planar ones (for information only).
-int LGetPixelFormatBits(pixelformat_t pf);
-bool LIsPlanarPixelFormat(pixelformat_t pf);
-
-// Pixel value classes, one per packed format. Each has a Set from each other class.
-struct LPFB8G8R8;
-struct LPFB5G6R5;
-struct LPFB5G5R5A1;
-struct LPFB5G5R5X1;
-struct LPFR8G8B8A8;
-
-struct LPFB8G8R8A8
-{
-    uint8_t b, g, r, a;
-
-    LPFB8G8R8A8() = default;
-    constexpr LPFB8G8R8A8(uint8_t blue, uint8_t green, uint8_t red, uint8_t alpha)
-        : b(blue), g(green), r(red), a(alpha)
-    {
-    }
-    // From a 32-bit value whose low byte is blue (the memory order on little-endian machines).
-    static LPFB8G8R8A8 FromUInt32(uint32_t v)
-    {
-        return LPFB8G8R8A8(uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24));
-    }
-    uint32_t ToUInt32() const { return uint32_t(b) | uint32_t(g) << 8 | uint32_t(r) << 16 | uint32_t(a) << 24; }
-    bool operator==(const LPFB8G8R8A8& o) const { return ToUInt32() == o.ToUInt32(); }
-
-    void Set(const LPFB8G8R8A8& v) { *this = v; }
-    void Set(const LPFB8G8R8& v);
-    void Set(const LPFB5G6R5& v);
-    void Set(const LPFB5G5R5A1& v);
-    void Set(const LPFB5G5R5X1& v);
-    void Set(const LPFR8G8B8A8& v);
-};
-using LPixelColour = LPFB8G8R8A8;
-
-struct LPFB8G8R8
-{
-    uint8_t b, g, r;
-    void Set(const LPFB8G8R8A8& v);
-    void Set(const LPFB8G8R8& v) { *this = v; }
-    void Set(const LPFB5G6R5& v);
-    void Set(const LPFB5G5R5A1& v);
-    void Set(const LPFB5G5R5X1& v);
-    void Set(const LPFR8G8B8A8& v);
-};
-
-struct LPFR8G8B8A8
-{
-    uint8_t r, g, b, a;
-    void Set(const LPFB8G8R8A8& v);
-    void Set(const LPFB8G8R8& v);
-    void Set(const LPFB5G6R5& v);
-    void Set(const LPFB5G5R5A1& v);
-    void Set(const LPFB5G5R5X1& v);
-    void Set(const LPFR8G8B8A8& v) { *this = v; }
-};
-
-// 16-bit formats hold one little-endian word.
-struct LPFB5G6R5
-{
-    uint16_t w;
-    void Set(const LPFB8G8R8A8& v);
-    void Set(const LPFB8G8R8& v);
-    void Set(const LPFB5G6R5& v) { *this = v; }
-    void Set(const LPFB5G5R5A1& v);
-    void Set(const LPFB5G5R5X1& v);
-    void Set(const LPFR8G8B8A8& v);
-};
-
-struct LPFB5G5R5A1
-{
-    uint16_t w;
-    void Set(const LPFB8G8R8A8& v);
-    void Set(const LPFB8G8R8& v);
-    void Set(const LPFB5G6R5& v);
-    void Set(const LPFB5G5R5A1& v) { *this = v; }
-    void Set(const LPFB5G5R5X1& v);
-    void Set(const LPFR8G8B8A8& v);
-};
-
-struct LPFB5G5R5X1
-{
-    uint16_t w;
-    void Set(const LPFB8G8R8A8& v);
-    void Set(const LPFB8G8R8& v);
-    void Set(const LPFB5G6R5& v);
-    void Set(const LPFB5G5R5A1& v);
-    void Set(const LPFB5G5R5X1& v) { *this = v; }
-    void Set(const LPFR8G8B8A8& v);
-};
-
-// Widening of short channels on reading: equals round(v * 255 / 31) and round(v * 255 / 63).
-uint8_t LExpand5(unsigned v);
-uint8_t LExpand6(unsigned v);
+#include "image/LPixelFormats.h"
 
 // 14 fields of 32 bits; also the header of a cache file, so the layout is fixed.
 struct LImageFormat
@@ -197,7 +84,8 @@ public:
 
     // False leaves an invalid buffer: the one signal of exhausted memory.
     bool AllocateNewBuffer(const LImageFormat& format);
-    // As AllocateNewBuffer with a given store, which the buffer takes over.
+    // As AllocateNewBuffer with a given store, which the buffer takes over (also on failure). The
+    // format's buffer encoding is kept, so a store of three plane pointers can be handed in.
     bool AllocateNewStore(const LImageFormat& format, LImageBufferStore* store);
     // Moves: takes format and store of other and leaves it empty.
     void Assign(LImageBuffer& other);
@@ -215,10 +103,7 @@ public:
     // Start of scan line y in memory order (row 0 is the first in memory).
     uint8_t* GetScanLine(int y) const { return GetData() + size_t(y) * imf.nWidthBytes; }
     // Start of image row y counted from the top, whatever the orientation.
-    uint8_t* GetRow(int y) const
-    {
-        return GetScanLine(imf.bUpsideDown ? imf.iHeight - 1 - y : y);
-    }
+    uint8_t* GetRow(int y) const { return GetScanLine(imf.bUpsideDown ? imf.iHeight - 1 - y : y); }
     uint8_t* GetLastScanLine() const;
     uint8_t* GetFirstScanLineU() const;
     uint8_t* GetFirstScanLineV() const;
@@ -279,6 +164,11 @@ public:
     WriteFunc fnWrite = nullptr;
     uint8_t* lpWritableData = nullptr;
 };
+
+// The per-format pixel access the iterators use, for code that picks it once itself. Formats
+// without a reader give opaque magenta; formats without a writer write nothing.
+LImageConstIterator::ReadFunc LGetPixelReadFunc(pixelformat_t pf);
+LImageIterator::WriteFunc LGetPixelWriteFunc(pixelformat_t pf);
 
 // Copies pixels between buffers of the same format and size; nothing when they differ or share
 // the store.
