@@ -218,7 +218,8 @@ LProcessResult Process(LProcessInterface& process, LProcessPSDLoad<Base>& data)
 
     // Missing pixel data reads as zeros, but a file holding less than the densest packing of
     // its samples (two bytes for 128) is cut too short to be worth the memory.
-    const uint64_t sampleBytes = uint64_t(channels) * uint64_t(width) * uint64_t(height) * uint64_t(depth / 8);
+    const uint64_t sampleBytes =
+        uint64_t(channels) * uint64_t(width) * uint64_t(height) * uint64_t(depth / 8);
     if (uint64_t(in.Remaining()) < sampleBytes / 64)
         return LProcessResultFailed;
     LImageBuffer& image = *data.lpImage;
@@ -230,8 +231,9 @@ LProcessResult Process(LProcessInterface& process, LProcessPSDLoad<Base>& data)
 
     LPSDDecoder<Base> decoder(in, depth == 16, count);
     const int step = alpha ? 4 : 3;
-    const double rowShare = 1.0 / (double(channels) * height);
-    double done = 0, reported = 0;
+    const int64_t rowsToRead = int64_t(channels) * height;
+    int64_t rowsRead = 0;
+    double reported = 0;
     for (int c = 0; c < channels; ++c)
     {
         for (int y = 0; y < height; ++y)
@@ -264,7 +266,7 @@ LProcessResult Process(LProcessInterface& process, LProcessPSDLoad<Base>& data)
                 for (int x = 0; x < width; ++x, p += step)
                     *p = s[x];
             }
-            done += rowShare;
+            const double done = double(++rowsRead) / double(rowsToRead);
             if (done - reported >= 0.01)
             {
                 reported = done;
