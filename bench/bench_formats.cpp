@@ -146,7 +146,8 @@ void BenchReadPSD(benchmark::State& state)
         ->Name("Read" name)                                                                                  \
         ->Arg(arg)                                                                                           \
         ->Unit(benchmark::kMillisecond)                                                                      \
-        ->Iterations(3)
+        ->Iterations(3)                                                                                      \
+        ->UseRealTime()
 
 FORMAT_BENCH("TGA", LProcessTGALoad, LProcessTGASave, 0);
 FORMAT_BENCH("PCX", LProcessPCXLoad, LProcessPCXSave, 0);
