@@ -62,17 +62,12 @@ TEST(PSDRead, FilesWrittenByImageMagick)
         const char* options;
         int depth;
         int tolerance; // for colour models converted by ImageMagick and 16-bit grey rounded there
-    } cases[] = {{"-alpha off", 24, 0},
-                 {"-alpha off -compress none", 24, 0},
-                 {"", 32, 0},
-                 {"-compress none", 32, 0},
-                 {"-alpha off -depth 16", 48, 0},
-                 {"-depth 16 -compress none", 64, 0},
-                 {"-alpha off -colorspace Gray", 8, 0},
-                 {"-colorspace Gray", 16, 0},
-                 {"-alpha off -colorspace Gray -depth 16", 16, 1},
-                 {"-alpha off -colorspace CMYK", 32, 1},
-                 {"-colorspace CMYK", 40, 1}};
+    } cases[] = {      // clang-format off
+        {"-alpha off", 24, 0}, {"-alpha off -compress none", 24, 0}, {"", 32, 0}, {"-compress none", 32, 0},
+        {"-alpha off -depth 16", 48, 0}, {"-depth 16 -compress none", 64, 0}, {"-alpha off -colorspace Gray", 8, 0},
+        {"-colorspace Gray", 16, 0}, {"-alpha off -colorspace Gray -depth 16", 16, 1},
+        {"-alpha off -colorspace CMYK", 32, 1}, {"-colorspace CMYK", 40, 1}};
+    // clang-format on
     for (const auto& c : cases)
     {
         SCOPED_TRACE(c.options);
@@ -152,23 +147,15 @@ TEST(PSDRead, HandMadeFiles)
 
     Bytes signature = PsdStart(3, 1, 1, 8, 3), reserved = signature, version = signature;
     signature[3] = 'T', reserved[9] = 1, version[5] = 2;
-    const Bytes refused[] = {signature,
-                             reserved,
-                             version,
-                             PsdStart(1, 30001, 1, 8, 1),
-                             PsdStart(1, 1, 30001, 8, 1), // too many rows, columns
-                             PsdStart(0, 1, 1, 8, 1),
-                             PsdStart(25, 1, 1, 8, 3), // channels 0 and 25
-                             PsdStart(1, 1, 8, 1, 0),
-                             PsdStart(3, 1, 8, 1, 3),
-                             PsdStart(3, 1, 1, 32, 3), // 1 and 32 bits
-                             PsdStart(2, 1, 1, 8, 2, palette),
-                             PsdStart(1, 1, 1, 8, 2, Bytes(767, 0)), // indexed: 2 channels; short map
-                             PsdStart(2, 1, 1, 8, 3),
-                             PsdStart(3, 1, 1, 8, 4), // RGB of 2, CMYK of 3
-                             PsdStart(3, 1, 1, 8, 9),
-                             PsdStart(1, 1, 1, 8, 8),
-                             PsdStart(3, 1, 1, 8, 7)}; // Lab, duotone, multichannel
+    // Signature, reserved bytes, version; 30001 rows or columns; 0 or 25 channels; 1 and 32 bits;
+    // indexed with 2 channels or a short map; RGB of 2, CMYK of 3; Lab, duotone, multichannel.
+    // clang-format off
+    const Bytes refused[] = {signature, reserved, version, PsdStart(1, 30001, 1, 8, 1), PsdStart(1, 1, 30001, 8, 1),
+        PsdStart(0, 1, 1, 8, 1), PsdStart(25, 1, 1, 8, 3), PsdStart(1, 1, 8, 1, 0), PsdStart(3, 1, 8, 1, 3),
+        PsdStart(3, 1, 1, 32, 3), PsdStart(2, 1, 1, 8, 2, palette), PsdStart(1, 1, 1, 8, 2, Bytes(767, 0)),
+        PsdStart(2, 1, 1, 8, 3), PsdStart(3, 1, 1, 8, 4), PsdStart(3, 1, 1, 8, 9), PsdStart(1, 1, 1, 8, 8),
+        PsdStart(3, 1, 1, 8, 7)};
+    // clang-format on
     for (const Bytes& start : refused)
         EXPECT_EQ(Decode<LProcessPSDLoad>(start + BE(0, 2) + Bytes(40, 1), image), LProcessResultFailed);
     EXPECT_EQ(Decode<LProcessPSDLoad>(PsdStart(3, 1, 1, 8, 3) + BE(2, 2) + Bytes(3, 1), image),

@@ -87,14 +87,12 @@ TEST(RASRead, HandMadeFiles)
     EXPECT_EQ(DecodePicture<LProcessRASLoad>(RasHeader(4, 1, 4, 1, 0, 0) + Bytes{1, 2}).rgba,
               grey + grey + grey + grey);
 
-    const Bytes refused[] = {RasHeader(1, 1, 24, 1, 0, 0, 0x59A66A96),
-                             RasHeader(1, 1, 24, 4, 0, 0), // magic; type 4
-                             RasHeader(1, 1, 24, 1, 1, 0),
-                             RasHeader(1, 1, 32, 1, 2, 0), // maps with 24 and 32 bits
-                             RasHeader(1, 1, 8, 1, 2, 0),
-                             RasHeader(1, 1, 8, 1, 1, 768), // raw map; map past the end
-                             RasHeader(0, 1, 24, 1, 0, 0),
-                             RasHeader(5000, 5000, 24, 1, 0, 0)}; // no width; too short
+    // Magic; type 4; maps with 24 and 32 bits; a raw map with 8; a map past the end; no width; too short.
+    // clang-format off
+    const Bytes refused[] = {RasHeader(1, 1, 24, 1, 0, 0, 0x59A66A96), RasHeader(1, 1, 24, 4, 0, 0),
+        RasHeader(1, 1, 24, 1, 1, 0), RasHeader(1, 1, 32, 1, 2, 0), RasHeader(1, 1, 8, 1, 2, 0),
+        RasHeader(1, 1, 8, 1, 1, 768), RasHeader(0, 1, 24, 1, 0, 0), RasHeader(5000, 5000, 24, 1, 0, 0)};
+    // clang-format on
     for (const Bytes& header : refused)
         EXPECT_EQ(Decode<LProcessRASLoad>(header + Bytes(4, 1), image), LProcessResultFailed);
 }

@@ -110,17 +110,15 @@ TEST(TGARead, HandMadeVariants)
         EXPECT_EQ((Bytes{p.At(0, 0)[0], p.At(1, 0)[0], p.At(0, 1)[0], p.At(1, 1)[0]}), order) << descriptor;
     }
 
-    const Bytes refused[] = {TgaHeader(0, 18, 0, 0, 0, 1, 1, 24, 0),
-                             TgaHeader(0, 2, 0, 0, 0, 0, 1, 24, 0), // type 16 up; no width
-                             TgaHeader(0, 2, 0, 0, 0, 1, 1, 32, 4),
-                             TgaHeader(0, 2, 0, 0, 0, 1, 1, 8, 0), // nibble 4; 8-bit colour
-                             TgaHeader(0, 3, 0, 0, 0, 1, 1, 24, 0),
-                             TgaHeader(0, 1, 0, 0, 0, 1, 1, 8, 0), // 24-bit grey; no map
-                             TgaHeader(1, 1, 0, 1, 8, 1, 1, 8, 0),
-                             TgaHeader(2, 2, 0, 0, 0, 1, 1, 24, 0), // 8-bit entries; map type 2
-                             TgaHeader(0, 2, 0, 1, 24, 1, 1, 24, 0),
-                             TgaHeader(0, 4, 0, 0, 0, 1, 1, 24, 0),      // length without map; kind 4
-                             TgaHeader(0, 2, 0, 0, 0, 999, 999, 24, 0)}; // far too short
+    // Type 16 and up; no width; nibble 4 with 32 bits; 8-bit colour; 24-bit grey; mapped without a
+    // map; 8-bit entries; map type 2; a map length without a map; kind 4; far too short.
+    // clang-format off
+    const Bytes refused[] = {TgaHeader(0, 18, 0, 0, 0, 1, 1, 24, 0), TgaHeader(0, 2, 0, 0, 0, 0, 1, 24, 0),
+        TgaHeader(0, 2, 0, 0, 0, 1, 1, 32, 4), TgaHeader(0, 2, 0, 0, 0, 1, 1, 8, 0), TgaHeader(0, 3, 0, 0, 0, 1, 1, 24, 0),
+        TgaHeader(0, 1, 0, 0, 0, 1, 1, 8, 0), TgaHeader(1, 1, 0, 1, 8, 1, 1, 8, 0), TgaHeader(2, 2, 0, 0, 0, 1, 1, 24, 0),
+        TgaHeader(0, 2, 0, 1, 24, 1, 1, 24, 0), TgaHeader(0, 4, 0, 0, 0, 1, 1, 24, 0),
+        TgaHeader(0, 2, 0, 0, 0, 999, 999, 24, 0)};
+    // clang-format on
     LImageBuffer image;
     for (const Bytes& header : refused)
         EXPECT_EQ(Decode<LProcessTGALoad>(header + Bytes(8, 0x40), image), LProcessResultFailed)
