@@ -547,3 +547,5 @@ template LProcessResult Process(LProcessInterface&, LProcessPSDLoad<LInputStream
 template LProcessResult Process(LProcessInterface&, LProcessPSDLoad<LInputStreamBuffer>&);
 template struct LProcessPSDSave<LOutputStreamFile>;
 template LProcessResult Process(LProcessInterface&, LProcessPSDSave<LOutputStreamFile>&);
+template struct LProcessPSDSave<LOutputStreamByteArray>;
+template LProcessResult Process(LProcessInterface&, LProcessPSDSave<LOutputStreamByteArray>&);

@@ -1,8 +1,9 @@
 #pragma once
 // PSD reader and writer, as processes over the stream classes. Failure is result 2 with no message
 // of its own; the registry words it. The reader takes only the merged picture (for LInputStreamFile
-// and LInputStreamBuffer); the writer (for LOutputStreamFile) stores one layer holding the whole
-// picture when it has alpha, and the merged picture always.
+// and LInputStreamBuffer); the writer (for LOutputStreamFile, and LOutputStreamByteArray so that
+// a stream-generic caller links) stores one layer holding the whole picture when it has alpha,
+// and the merged picture always.
 
 #include <cstdint>
 
