@@ -443,8 +443,8 @@ LProcessResult Process(LProcessInterface& process, LProcessTGASave<Base>& data)
     if (width > 65535 || height > 65535)
         return LProcessResultFailed;
     auto pix = LCodecAllocate<uint32_t>(size_t(width));
-    auto set = std::make_unique<TGAColourSet>();
-    if (!pix)
+    std::unique_ptr<TGAColourSet> set(new (std::nothrow) TGAColourSet);
+    if (!pix || !set)
         return LProcessResultFailed;
 
     // Which layouts can hold the picture: palette, grey, and whether any alpha needs keeping.
