@@ -9,24 +9,12 @@ namespace
 Bytes TgaHeader(int mapType, int type, int first, int mapLength, int mapBits, int w, int h, int depth,
                 int descriptor, int idLength = 0)
 {
-    return Bytes{uint8_t(idLength),
-                 uint8_t(mapType),
-                 uint8_t(type),
-                 uint8_t(first),
-                 uint8_t(first >> 8),
-                 uint8_t(mapLength),
-                 uint8_t(mapLength >> 8),
-                 uint8_t(mapBits),
-                 0,
-                 0,
-                 0,
-                 0,
-                 uint8_t(w),
-                 uint8_t(w >> 8),
-                 uint8_t(h),
-                 uint8_t(h >> 8),
-                 uint8_t(depth),
-                 uint8_t(descriptor)};
+    Bytes b(18, 0);
+    b[0] = uint8_t(idLength), b[1] = uint8_t(mapType), b[2] = uint8_t(type), b[7] = uint8_t(mapBits);
+    b[16] = uint8_t(depth), b[17] = uint8_t(descriptor);
+    for (const auto& [at, v] : {std::pair{3, first}, {5, mapLength}, {12, w}, {14, h}})
+        b[at] = uint8_t(v), b[at + 1] = uint8_t(v >> 8);
+    return b;
 }
 
 Bytes FirstPixel(const Bytes& file)
@@ -54,14 +42,12 @@ TEST(TGARead, FilesWrittenByOtherTools)
     // Pillow writes both origins, netpbm its own mapped, grey and true-colour forms.
     ASSERT_TRUE(MagickEncode(dir, colour, "", png) &&
                 MagickEncode(dir, colour, "-alpha off -colors 40", ppm));
-    const std::string writers[] = {"/usr/bin/python3 -c \"from PIL import Image; Image.open('" + png +
-                                       "').save('" + path + "', rle=True)\"",
-                                   "/usr/bin/python3 -c \"from PIL import Image; Image.open('" + png +
-                                       "').save('" + path + "', orientation=1)\"",
-                                   "pamtotga -cmap '" + ppm + "' > '" + path + "'",
-                                   "pamtotga -mono '" + ppm + "' > '" + path + "'",
-                                   "pamtotga -rgb -norle '" + ppm + "' > '" + path + "'",
-                                   "pamtotga -cmap -norle '" + ppm + "' > '" + path + "'"};
+    const std::string pillow =
+        "/usr/bin/python3 -c \"from PIL import Image; Image.open('" + png + "').save('" + path;
+    const std::string netpbm = " '" + ppm + "' > '" + path + "'";
+    const std::string writers[] = {pillow + "', rle=True)\"",       pillow + "', orientation=1)\"",
+                                   "pamtotga -cmap" + netpbm,       "pamtotga -mono" + netpbm,
+                                   "pamtotga -rgb -norle" + netpbm, "pamtotga -cmap -norle" + netpbm};
     for (const std::string& command : writers)
     {
         SCOPED_TRACE(command);
