@@ -22,22 +22,15 @@ Bytes PsdStart(unsigned channels, uint32_t rows, uint32_t columns, unsigned dept
            BE(depth, 2) + BE(mode, 2) + BE(uint32_t(colours.size()), 4) + colours + BE(0, 4) + BE(0, 4);
 }
 
+// Written to memory; the tools read it from ours.psd.
 Bytes SavePicture(const TempFolder& dir, const Picture& p, pixelformat_t pf, uint8_t pad = 0,
                   LProcessResult* result = nullptr)
 {
     LImageBuffer image;
     ToBuffer(p, image, pf, pad);
-    LOutputStream<LOutputStreamFile> stream;
-    LProcessPSDSave<LOutputStreamFile> data;
-    data.lpStream = &stream;
-    data.lpImage = &image;
-    Recorder silent;
-    const bool opened = stream.Open((dir / "ours.psd").c_str());
-    const LProcessResult r = opened ? Process(silent, data) : LProcessResultFailed;
-    const bool closed = stream.Close();
-    if (result)
-        *result = closed ? r : LProcessResultFailed;
-    return r == LProcessResultSuccess && closed ? ReadFile(dir / "ours.psd") : Bytes{};
+    const Bytes file = Encode<LProcessPSDSave>(image, nullptr, result);
+    WriteFile(dir / "ours.psd", file);
+    return file;
 }
 
 // Offset of the merged picture's compression code: past the header and the three sections.
@@ -222,15 +215,10 @@ TEST(PSDWrite, SourceFormatsAndBudget)
         LImageBuffer image;
         ASSERT_TRUE(image.AllocateNewBuffer(LImageFormat(sources[i].first, 2, 1)));
         memcpy(image.GetRow(0), words[i], 4);
-        LOutputStream<LOutputStreamFile> stream;
-        ASSERT_TRUE(stream.Open((dir / "small.psd").c_str()));
-        LProcessPSDSave<LOutputStreamFile> data{&stream, &image};
-        Recorder silent;
-        const LProcessResult result = Process(silent, data);
-        ASSERT_TRUE(stream.Close());
+        LProcessResult result;
+        const Bytes file = Encode<LProcessPSDSave>(image, nullptr, &result);
         EXPECT_EQ(result, sources[i].second.empty() ? LProcessResultFailed : LProcessResultSuccess);
-        if (result == LProcessResultSuccess)
-            EXPECT_EQ(DecodePicture<LProcessPSDLoad>(ReadFile(dir / "small.psd")).rgba, sources[i].second);
+        EXPECT_EQ(DecodePicture<LProcessPSDLoad>(file).rgba, sources[i].second);
     }
     // A literal stretch that uses up the budget, then a run, fails the save.
     LProcessResult result;
