@@ -63,7 +63,8 @@ inline Picture MakePicture(int w, int h, const std::function<uint32_t(int, int)>
         for (int x = 0; x < w; ++x)
         {
             const uint32_t v = rgba(x, y);
-            p.At(x, y)[0] = uint8_t(v >> 24), p.At(x, y)[1] = uint8_t(v >> 16), p.At(x, y)[2] = uint8_t(v >> 8);
+            p.At(x, y)[0] = uint8_t(v >> 24), p.At(x, y)[1] = uint8_t(v >> 16),
+                    p.At(x, y)[2] = uint8_t(v >> 8);
             p.At(x, y)[3] = uint8_t(v);
         }
     return p;
@@ -228,20 +229,6 @@ LProcessResult Decode(const Bytes& file, LImageBuffer& image, int* depth = nullp
     if (depth)
         *depth = data.iBitDepth;
     return result;
-}
-
-// Through the file stream instead of memory.
-template <template <class> class Load>
-Picture DecodeFile(const std::string& path)
-{
-    LInputStream<LInputStreamFile> stream;
-    LImageBuffer image;
-    Load<LInputStreamFile> data;
-    data.lpStream = &stream;
-    data.lpImage = &image;
-    Recorder silent;
-    return stream.Open(path.c_str()) && Process(silent, data) == LProcessResultSuccess ? FromBuffer(image)
-                                                                                       : Picture{};
 }
 
 // The picture, or an empty one on failure.

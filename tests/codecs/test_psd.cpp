@@ -84,7 +84,7 @@ TEST(PSDRead, FilesWrittenByImageMagick)
     EXPECT_TRUE(SamePicture(DecodePicture<LProcessPSDLoad>(ReadFile(dir / "indexed.psd")),
                             PillowDecode(dir / "indexed.psd")));
 
-    // Layers whose pictures differ from the merged one, which is what is read, from a file too.
+    // Layers whose pictures differ from the merged one, which is what is read.
     const Picture merged = PhotoLike(30, 12, true);
     Picture layer = merged, second = merged;
     std::reverse(layer.rgba.begin(), layer.rgba.end());
@@ -99,7 +99,7 @@ TEST(PSDRead, FilesWrittenByImageMagick)
                           "' && convert m.png l1.png l2.png layers.psd && identify layers.psd | wc -l",
                       &frames));
     ASSERT_EQ(std::stoi(std::string(frames.begin(), frames.end())), 3);
-    EXPECT_TRUE(SamePicture(DecodeFile<LProcessPSDLoad>(dir / "layers.psd"), merged));
+    EXPECT_TRUE(SamePicture(DecodePicture<LProcessPSDLoad>(ReadFile(dir / "layers.psd")), merged));
 }
 
 TEST(PSDRead, HandMadeFiles)

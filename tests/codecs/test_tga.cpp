@@ -212,6 +212,4 @@ TEST(TGA, DamagedFilesFailCleanly)
     ASSERT_TRUE(
         MagickEncode(dir, p, "-alpha off -colors 30 -type Palette -compress RLE", dir / "mapped.tga"));
     ExpectRobust<LProcessTGALoad>(ReadFile(dir / "mapped.tga"));
-    WriteFile(dir / "ours.tga", packed);
-    EXPECT_TRUE(SamePicture(DecodeFile<LProcessTGALoad>(dir / "ours.tga"), p));
 }
