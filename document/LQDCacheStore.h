@@ -1,0 +1,50 @@
+#pragma once
+// The disk cache of rendered pictures. An id names the file "%i.dat" in the cache folder: the
+// 56-byte LImageFormat of the picture followed by its pixels. -1 means no picture. Ids are never
+// reused within a run. Each id has a busy flag that a thread holds while it touches the file; the
+// store's own lock only guards the counter and the flags, never a file operation.
+
+#include <cstdint>
+#include <vector>
+
+#include "foundation/LSignal.h"
+
+class LImageBuffer;
+
+class LQDCacheStore
+{
+public:
+    LQDCacheStore();
+
+    int CreateNewStore();
+    // Busy-waits while another thread holds the id, in steps growing to 100 ms. Ids below 0 do
+    // nothing.
+    void Lock(int id);
+    void UnLock(int id);
+
+    // The caller holds the id's busy flag.
+    bool SetImage(const LImageBuffer& buffer, int id);
+    // Any stored format comes back as B8G8R8A8.
+    bool RetrieveImage(LImageBuffer& buffer, int id);
+
+    // The file exists and isn't marked for deletion.
+    bool IsValid(int id);
+    // Lazy: the delete thread removes the file later, unless a write or read comes first.
+    void MarkInvalid(int id);
+
+    // Path of the file of an id; false when the cache folder can't be made.
+    static bool MakeCacheFilePath(char* path, int id);
+
+    int iNextId = 0;
+    LLockObject lock;
+    std::vector<uint8_t> vBusy;
+};
+
+extern LQDCacheStore gQDCacheStore;
+
+// A new id holding the picture, or -1.
+int LQDCacheNewImage(const LImageBuffer& buffer);
+bool LQDCacheSaveImage(const LImageBuffer& buffer, int id);
+bool LQDCacheLoadImage(LImageBuffer& buffer, int id);
+bool LQDCacheValid(int id);
+void LQDCacheInvalidate(int id);

@@ -1,0 +1,161 @@
+#include "document/LUndoRedo.h"
+
+#include <cstdio>
+#include <cstring>
+
+LUndoRedoGroup::LUndoRedoGroup(const char* name)
+{
+    snprintf(szName, sizeof(szName), "%s", name ? name : "");
+}
+
+void LUndoRedoGroup::Undo()
+{
+    for (LUndoRedoItem* item = lFirst.GetFirst(); item; item = item->GetNextItem())
+        item->Undo();
+}
+
+void LUndoRedoGroup::Redo()
+{
+    // The list runs newest first; redo must replay in the order the changes were made.
+    std::vector<LUndoRedoItem*> items;
+    items.reserve(lFirst.GetCount());
+    for (LUndoRedoItem* item = lFirst.GetFirst(); item; item = item->GetNextItem())
+        items.push_back(item);
+    for (size_t i = items.size(); i-- > 0;)
+        items[i]->Redo();
+}
+
+void LUndoRedoGroup::GetName(char* name)
+{
+    snprintf(name, LUNDO_NAME_SIZE, "%s", szName);
+}
+
+void LUndoRedoStack::_AddItem()
+{
+    for (; iPosition > 0; --iPosition)
+        lFirst.Delete(lFirst.GetFirst());
+}
+
+void LUndoRedoStack::Undo()
+{
+    if (GetNumItems() <= iPosition)
+        return;
+    GetItem(iPosition)->Undo();
+    ++iPosition;
+}
+
+void LUndoRedoStack::Redo()
+{
+    if (iPosition == 0)
+        return;
+    --iPosition;
+    GetItem(iPosition)->Redo();
+}
+
+void LUndoRedoStack::UndoAll()
+{
+    while (CanUndo())
+        Undo();
+}
+
+void LUndoRedoStack::MarkCurrentStateAsSaved()
+{
+    unsigned counter = 0;
+    for (LUndoRedoItem* item = lFirst.GetFirst(); item; item = item->GetNextItem(), ++counter)
+    {
+        if (counter == iPosition)
+        {
+            item->bSavedState = true;
+            bSavedAtBottom = false;
+            return;
+        }
+        item->bSavedState = false;
+    }
+    bSavedAtBottom = true;
+}
+
+bool LUndoRedoStack::IsCurrentStateSaved() const
+{
+    if (lFirst.IsEmpty())
+        return true;
+    if (LUndoRedoItem* item = GetItem(iPosition))
+        return item->bSavedState;
+    return bSavedAtBottom;
+}
+
+void LUndoRedoStackNotifyWrapper::NotifyRedoTailRemoved()
+{
+    for (unsigned i = 0; i < lpStack->iPosition; ++i)
+    {
+        LUndoRedoItem* item = lpStack->GetItem(i);
+        for (LUndoRedoStackNotifyee* n : vNotifyees)
+            n->EvUndoRedoStackItemRemoved(item);
+    }
+}
+
+void LUndoRedoStackNotifyWrapper::NotifyAdded(LUndoRedoItem* item)
+{
+    for (LUndoRedoStackNotifyee* n : vNotifyees)
+        n->EvUndoRedoStackItemAdded(item);
+}
+
+void LUndoRedoStackNotifyWrapper::AddExistingItem(LUndoRedoItem* item)
+{
+    NotifyRedoTailRemoved();
+    lpStack->AddExistingItem(item);
+    NotifyAdded(item);
+}
+
+void LUndoRedoStackNotifyWrapper::Undo()
+{
+    if (!lpStack->CanUndo())
+        return;
+    lpStack->Undo();
+    for (LUndoRedoStackNotifyee* n : vNotifyees)
+        n->EvUndoRedoStackPositionChanged();
+}
+
+void LUndoRedoStackNotifyWrapper::Redo()
+{
+    if (!lpStack->CanRedo())
+        return;
+    lpStack->Redo();
+    for (LUndoRedoStackNotifyee* n : vNotifyees)
+        n->EvUndoRedoStackPositionChanged();
+}
+
+void LUndoRedoStackNotifyWrapper::UndoAll()
+{
+    if (!lpStack->CanUndo())
+        return;
+    lpStack->UndoAll();
+    for (LUndoRedoStackNotifyee* n : vNotifyees)
+        n->EvUndoRedoStackPositionChanged();
+}
+
+void LUndoRedoStackNotifyWrapper::MarkCurrentStateAsSaved()
+{
+    if (lpStack->IsEmpty() || lpStack->IsCurrentStateSaved())
+        return;
+    lpStack->MarkCurrentStateAsSaved();
+    for (LUndoRedoStackNotifyee* n : vNotifyees)
+        n->EvUndoRedoStackSaveFlagChanged();
+}
+
+void LUndoRedoStackNotifyWrapper::AddNotifyee(LUndoRedoStackNotifyee* notifyee)
+{
+    for (LUndoRedoStackNotifyee* n : vNotifyees)
+        if (n == notifyee)
+            return;
+    vNotifyees.push_back(notifyee);
+}
+
+void LUndoRedoStackNotifyWrapper::RemoveNotifyee(LUndoRedoStackNotifyee* notifyee)
+{
+    for (size_t i = 0; i < vNotifyees.size(); ++i)
+        if (vNotifyees[i] == notifyee)
+        {
+            vNotifyees.erase(vNotifyees.begin() + long(i));
+            return;
+        }
+}

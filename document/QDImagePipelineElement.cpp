@@ -1,0 +1,120 @@
+#include "document/QDImagePipelineElement.h"
+
+#include <cmath>
+
+#include "document/LQDCacheStore.h"
+#include "image/LImageBuffer.h"
+
+QDImagePipelineElement::~QDImagePipelineElement()
+{
+    LQDCacheInvalidate(iHighResCacheId);
+    LQDCacheInvalidate(iLowResCacheId);
+}
+
+bool QDImagePipelineElement::GetPointTransformed(int& x, int& y) const
+{
+    const double* t = adTransform;
+    double dx = double(x) - double(iWidth >> 1);
+    double dy = double(iHeight >> 1) - double(y);
+    long xt = std::lround(t[0] * dx + t[1] * dy + t[2]);
+    long yt = std::lround(t[3] * dx + t[4] * dy + t[5]);
+    long w = long(GetWidth()), h = long(GetHeight());
+    long nx = xt + (w >> 1);
+    long ny = (h >> 1) - yt;
+    x = int(nx);
+    y = int(ny);
+    return nx >= 0 && nx < w && ny >= 0 && ny < h;
+}
+
+void QDImagePipelineElement::SetDirty()
+{
+    LQDCacheInvalidate(iLowResCacheId);
+    LQDCacheInvalidate(iHighResCacheId);
+}
+
+static uint32_t ClampDimension(double v)
+{
+    if (!(v > 0))
+        return 0;
+    if (v >= 4294967295.0)
+        return 4294967295u;
+    return uint32_t(v);
+}
+
+void QDImagePipelineElement::SetDimensions(const LBoundingBox2T<double>& box)
+{
+    iWidth = ClampDimension(box.GetWidth());
+    iHeight = ClampDimension(box.GetHeight());
+}
+
+bool QDImagePipelineElement::DeleteMaskedArea(const LImageBuffer&, QDImagePipeline&, LUndoRedoGroup*)
+{
+    return false;
+}
+
+LProcessResult QDImagePipelineElement::RenderHighResImage(LProcessInterface& process, LImageBuffer&)
+{
+    process.SetProgress(1.0);
+    return LProcessResultSuccess;
+}
+
+LProcessResult QDImagePipelineElement::RenderLowResImage(LProcessInterface& process, LImageBuffer& buffer)
+{
+    return RenderHighResImage(process, buffer);
+}
+
+bool QDImagePipelineElement::IsDirty() const
+{
+    return !LQDCacheValid(iLowResCacheId) || !LQDCacheValid(iHighResCacheId);
+}
+
+// Stores under the element's id, taking a new one the first time. A failed store is only a
+// cache miss: the element renders again next time.
+static void StoreOutput(const LImageBuffer& buffer, int32_t& id)
+{
+    if (id < 0)
+        id = LQDCacheNewImage(buffer);
+    else
+        LQDCacheSaveImage(buffer, id);
+}
+
+LProcessResult QDImagePipelineElement::GetHighResImage(LProcessInterface& process, LImageBuffer& buffer)
+{
+    if (buffer.GetWidth() > 0 && buffer.GetHeight() > 0)
+    {
+        iWidth = uint32_t(buffer.GetWidth());
+        iHeight = uint32_t(buffer.GetHeight());
+    }
+    if (!bVisible)
+        return LProcessResultSuccess;
+    if (LQDCacheValid(iHighResCacheId) && LQDCacheLoadImage(buffer, iHighResCacheId))
+    {
+        process.SetProgress(1.0);
+        return LProcessResultSuccess;
+    }
+    LProcessResult result = RenderHighResImage(process, buffer);
+    if (result != LProcessResultSuccess)
+        return result;
+    if (!buffer.IsValid())
+        return LProcessResultFailed;
+    StoreOutput(buffer, iHighResCacheId);
+    return LProcessResultSuccess;
+}
+
+LProcessResult QDImagePipelineElement::GetLowResImage(LProcessInterface& process, LImageBuffer& buffer)
+{
+    if (bVisible)
+    {
+        if (!(LQDCacheValid(iLowResCacheId) && LQDCacheLoadImage(buffer, iLowResCacheId)))
+        {
+            LProcessResult result = RenderLowResImage(process, buffer);
+            if (result != LProcessResultSuccess)
+                return result;
+            if (!buffer.IsValid())
+                return LProcessResultFailed;
+            StoreOutput(buffer, iLowResCacheId);
+        }
+    }
+    process.SetProgress(1.0);
+    return LProcessResultSuccess;
+}

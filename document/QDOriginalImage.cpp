@@ -1,0 +1,229 @@
+#include "document/QDOriginalImage.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "document/LQDCacheStore.h"
+#include "document/QDImagePipeline.h"
+#include "document/QDProject.h"
+#include "image/LImageBuffer.h"
+
+QDOriginalImage::QDOriginalImage()
+{
+    bBaseElement = true;
+}
+
+int QDOriginalImage::LowResSize(int size, float scale)
+{
+    long v = std::lround(double(size) * double(scale));
+    return v < 1 ? 1 : int(v);
+}
+
+QDOriginalImage::QDOriginalImage(const LImageBuffer& buffer, float lowResScale) : fLowResScale(lowResScale)
+{
+    bBaseElement = true;
+    iWidth = uint32_t(buffer.GetWidth());
+    iHeight = uint32_t(buffer.GetHeight());
+    iSourceCacheId = LQDCacheNewImage(buffer);
+    iHighResCacheId = LQDCacheNewImage(buffer);
+    // The reduction works on four channels, as everything loaded from the cache has.
+    const LImageBuffer* four = &buffer;
+    LImageBuffer converted;
+    if (buffer.GetPixelFormat() != B8G8R8A8 && LImage::New(converted, buffer.GetWidth(), buffer.GetHeight()))
+    {
+        LConvertPixelFormat(converted, buffer);
+        four = &converted;
+    }
+    LImageBuffer low;
+    if (QDResizeNearest(*four, low, LowResSize(buffer.GetWidth(), fLowResScale),
+                        LowResSize(buffer.GetHeight(), fLowResScale)))
+        iLowResCacheId = LQDCacheNewImage(low);
+}
+
+QDOriginalImage::~QDOriginalImage()
+{
+    LQDCacheInvalidate(iSourceCacheId);
+}
+
+LProcessResult QDOriginalImage::RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer)
+{
+    if (lpBackground && lpBackground->alpha != 0.0f)
+    {
+        LImageBuffer source;
+        if (!LQDCacheLoadImage(source, iSourceCacheId))
+            return LProcessResultFailed;
+        LImageBuffer composed;
+        if (!composed.AllocateNewBuffer(source.GetFormat()))
+        {
+            process.SetError("Out of memory");
+            return LProcessResultFailed;
+        }
+        composed.Clear(lpBackground->ToPixel());
+        QDAlphaBlendOver(composed, source);
+        if (!composed.IsValid())
+            return LProcessResultFailed;
+        buffer.Assign(composed);
+        process.SetProgress(1.0);
+        return LProcessResultSuccess;
+    }
+    if (!LQDCacheLoadImage(buffer, iSourceCacheId))
+        return LProcessResultFailed;
+    process.SetProgress(1.0);
+    return LProcessResultSuccess;
+}
+
+LProcessResult QDOriginalImage::RenderLowResImage(LProcessInterface& process, LImageBuffer& buffer)
+{
+    LProcessResult result = RenderHighResImage(process, buffer);
+    if (result != LProcessResultSuccess)
+        return result;
+    LImageBuffer low;
+    if (!QDResizeNearest(buffer, low, LowResSize(buffer.GetWidth(), fLowResScale),
+                         LowResSize(buffer.GetHeight(), fLowResScale)))
+    {
+        process.SetError("Out of memory");
+        return LProcessResultFailed;
+    }
+    buffer.Assign(low);
+    process.SetProgress(1.0);
+    return LProcessResultSuccess;
+}
+
+bool QDOriginalImage::DeleteMaskedArea(const LImageBuffer& mask, QDImagePipeline& pipeline,
+                                       LUndoRedoGroup* group)
+{
+    LImageBuffer source;
+    if (!LQDCacheLoadImage(source, iSourceCacheId) || !source.IsValid())
+        return false;
+    LImageBuffer result;
+    if (!LImage::New(result, source.GetWidth(), source.GetHeight(), B8G8R8A8))
+        return false;
+    result.Clear(LPixelColour(0, 0, 0, 0));
+    bool maskUsable = mask.IsValid() && mask.GetPixelFormat() == B8G8R8A8;
+    for (int y = 0; y < source.GetHeight(); ++y)
+    {
+        const uint32_t* in = reinterpret_cast<const uint32_t*>(source.GetRow(y));
+        uint32_t* out = reinterpret_cast<uint32_t*>(result.GetRow(y));
+        for (int x = 0; x < source.GetWidth(); ++x)
+        {
+            int mx = x, my = y;
+            if (maskUsable && pipeline.GetPointTransformed(mx, my, this) && mx >= 0 && my >= 0 &&
+                mx < mask.GetWidth() && my < mask.GetHeight() && mask.GetRow(my)[mx * 4 + 2] != 0)
+                continue;
+            out[x] = in[x];
+        }
+    }
+    if (!LQDCacheSaveImage(result, iSourceCacheId))
+        return false;
+    SetDirty();
+    if (group)
+        group->AddItem<QDOriginalImageSelectionDeletion>(this, source, result);
+    else if (lpUndoStack)
+        lpUndoStack->AddItem<QDOriginalImageSelectionDeletion>(this, source, result);
+    return true;
+}
+
+QDOriginalImageSelectionDeletion::QDOriginalImageSelectionDeletion(QDOriginalImage* element,
+                                                                   const LImageBuffer& before,
+                                                                   const LImageBuffer& after)
+    : lpElement(element), iBeforeCacheId(LQDCacheNewImage(before)), iAfterCacheId(LQDCacheNewImage(after))
+{
+}
+
+QDOriginalImageSelectionDeletion::~QDOriginalImageSelectionDeletion()
+{
+    LQDCacheInvalidate(iBeforeCacheId);
+    LQDCacheInvalidate(iAfterCacheId);
+}
+
+void QDOriginalImageSelectionDeletion::Restore(int32_t id)
+{
+    LImageBuffer image;
+    if (LQDCacheLoadImage(image, id))
+        LQDCacheSaveImage(image, lpElement->iSourceCacheId);
+    lpElement->SetDirty();
+}
+
+void QDOriginalImageSelectionDeletion::GetName(char* name)
+{
+    snprintf(name, LUNDO_NAME_SIZE, "Delete Selected Area");
+}
+
+QDOriginalImage* QDOriginalImageFactory::CreateLayer(QDProject& project, void* window, bool bAddUndo)
+{
+    (void)window;
+    QDOriginalImage* element = new QDOriginalImage();
+    element->lpBackground = &project.crBackground;
+    element->SetDirty();
+    element->fLowResScale = project.viewport.fLowResScale;
+    snprintf(element->szFilePath, sizeof(element->szFilePath), "%s", project.szFilePath);
+    project.AddPipelineElement(element, bAddUndo);
+    return element;
+}
+
+QDOriginalImage* QDOriginalImageFactory::CreateLayer(QDProject& project, const LImageBuffer& buffer,
+                                                     bool bAddUndo, bool bUnused, const char* path)
+{
+    (void)bUnused;
+    QDOriginalImage* element = new QDOriginalImage(buffer, project.viewport.fLowResScale);
+    element->lpBackground = &project.crBackground;
+    if (path)
+        snprintf(element->szFilePath, sizeof(element->szFilePath), "%s", path);
+    project.AddPipelineElement(element, bAddUndo);
+    return element;
+}
+
+bool QDResizeNearest(const LImageBuffer& source, LImageBuffer& destination, int width, int height)
+{
+    if (!source.IsValid() || source.GetPixelFormat() != B8G8R8A8 || width < 1 || height < 1)
+        return false;
+    if (!LImage::New(destination, width, height, B8G8R8A8))
+        return false;
+    int sw = source.GetWidth(), sh = source.GetHeight();
+    std::vector<int> xs(size_t(width), 0);
+    for (int i = 0; i < width; ++i)
+    {
+        int x = int((i + 0.5) * sw / width);
+        xs[size_t(i)] = x < sw ? x : sw - 1;
+    }
+    for (int j = 0; j < height; ++j)
+    {
+        int y = int((j + 0.5) * sh / height);
+        if (y >= sh)
+            y = sh - 1;
+        const uint32_t* in = reinterpret_cast<const uint32_t*>(source.GetRow(y));
+        uint32_t* out = reinterpret_cast<uint32_t*>(destination.GetRow(j));
+        for (int i = 0; i < width; ++i)
+            out[i] = in[xs[size_t(i)]];
+    }
+    return true;
+}
+
+void QDAlphaBlendOver(LImageBuffer& destination, const LImageBuffer& source)
+{
+    if (!destination.IsValid() || !source.IsValid() || destination.GetWidth() != source.GetWidth() ||
+        destination.GetHeight() != source.GetHeight() || destination.GetPixelFormat() != B8G8R8A8 ||
+        source.GetPixelFormat() != B8G8R8A8)
+        return;
+    for (int y = 0; y < source.GetHeight(); ++y)
+    {
+        const uint8_t* s = source.GetRow(y);
+        uint8_t* d = destination.GetRow(y);
+        for (int x = 0; x < source.GetWidth(); ++x, s += 4, d += 4)
+        {
+            unsigned sa = s[3], da = d[3];
+            // out alpha = sa + da (1 - sa), in units of 255 * 255.
+            unsigned oa = sa * 255 + da * (255 - sa);
+            if (oa == 0)
+            {
+                d[0] = d[1] = d[2] = d[3] = 0;
+                continue;
+            }
+            for (int c = 0; c < 3; ++c)
+                d[c] = uint8_t((s[c] * sa * 255 + d[c] * da * (255 - sa) + oa / 2) / oa);
+            d[3] = uint8_t((oa + 127) / 255);
+        }
+    }
+}

@@ -1,0 +1,159 @@
+#include "document/QDProject.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+#include "document/LQDCacheStore.h"
+#include "document/QDFolders.h"
+
+QDProject::ImageSaveFunction QDProject::lpfnImageSave = nullptr;
+QDProject::ProjectFileFunction QDProject::lpfnSaveProjectFile = nullptr;
+
+static std::atomic<int> giRecoveryFileCounter{0};
+
+QDProject::QDProject(unsigned width, unsigned height) : viewport(width, height, 0.2f)
+{
+    snprintf(szRecoveryFileName, sizeof(szRecoveryFileName), "%d.zqp", giRecoveryFileCounter++);
+    pipeline.lpUndoStack = &undoStack;
+}
+
+QDProject::~QDProject()
+{
+    char path[QD_PATH_SIZE];
+    if (QDGetSharedDataFolder(path) &&
+        snprintf(path + strlen(path), sizeof(path) - strlen(path), "/%s", szRecoveryFileName) > 0)
+        unlink(path);
+    LQDCacheInvalidate(iLowResCacheId);
+    LQDCacheInvalidate(iHighResCacheId);
+    // The history refers to elements; it goes before them.
+    undoStack.stack.lFirst.DeleteAll();
+    for (QDImagePipelineElement* e : vDetached)
+        delete e;
+}
+
+void QDProject::Adopt(QDImagePipelineElement* element)
+{
+    for (size_t i = 0; i < vDetached.size(); ++i)
+        if (vDetached[i] == element)
+        {
+            vDetached.erase(vDetached.begin() + long(i));
+            break;
+        }
+    element->lpUndoStack = &undoStack;
+    element->SetDimensions(viewport.GetBoundsFromLayersOrigin());
+}
+
+void QDProject::AddPipelineElement(QDImagePipelineElement* element, bool bAddUndo)
+{
+    pipeline.AddElement(element);
+    Adopt(element);
+    if (bAddUndo)
+        undoStack.AddItem<QDProjectUndoRedoPipelineElementCreation>(this, element);
+}
+
+void QDProject::InsertPipelineElement(QDImagePipelineElement* element, size_t index, bool bAddUndo)
+{
+    pipeline.InsertElement(element, index);
+    Adopt(element);
+    if (bAddUndo)
+        undoStack.AddItem<QDProjectUndoRedoPipelineElementCreation>(this, element);
+}
+
+void QDProject::DeletePipelineElement(QDImagePipelineElement* element, bool bAddUndo)
+{
+    long index = pipeline.GetElementIndex(element);
+    if (index < 0)
+        return;
+    pipeline.DeleteElement(element);
+    vDetached.push_back(element);
+    bRenderRequested = true;
+    if (bAddUndo)
+        undoStack.AddItem<QDProjectUndoRedoPipelineElementDeletion>(this, element, size_t(index));
+}
+
+void QDProject::SetBackground(const LGuiColorAlpha& colour)
+{
+    crBackground = colour;
+    if (QDImagePipelineElement* first = pipeline.GetFirstElement())
+        first->SetDirty();
+}
+
+bool QDProject::HasUnsavedChanges() const
+{
+    return !undoStack.IsCurrentStateSaved() || szName[0] == 0 ||
+           iVisibleElementsAtSave != GetNumVisibleElements();
+}
+
+ERROR_CODE_SAVE QDProject::Save(const char* path, const LImageEncodeSettings& settings)
+{
+    LImageBuffer image;
+    if (!LQDCacheLoadImage(image, iHighResCacheId) || !image.IsValid())
+        return ERROR_CODE_SAVE_PREPARE;
+    if (!lpfnImageSave || !lpfnImageSave(image, path, settings, 3000))
+        return ERROR_CODE_SAVE_ENCODE;
+    snprintf(szFilePath, sizeof(szFilePath), "%s", path);
+    undoStack.MarkCurrentStateAsSaved();
+    iVisibleElementsAtSave = uint32_t(GetNumVisibleElements());
+    encodeSettings = settings;
+    bEncodeSettingsValid = true;
+    return ERROR_CODE_SAVE_SUCCESS;
+}
+
+bool QDProject::SaveProjectFile()
+{
+    return lpfnSaveProjectFile ? lpfnSaveProjectFile(*this) : false;
+}
+
+void QDProject::SetRenderedLowResImage(const LImageBuffer& buffer)
+{
+    if (iLowResCacheId < 0)
+        iLowResCacheId = LQDCacheNewImage(buffer);
+    else
+        LQDCacheSaveImage(buffer, iLowResCacheId);
+}
+
+void QDProject::SetRenderedHighResImage(const LImageBuffer& buffer)
+{
+    if (iHighResCacheId < 0)
+        iHighResCacheId = LQDCacheNewImage(buffer);
+    else
+        LQDCacheSaveImage(buffer, iHighResCacheId);
+    LQDCacheInvalidate(iLowResCacheId);
+    bRenderRequested = false;
+}
+
+void QDProjectUndoRedoPipelineElementCreation::Undo()
+{
+    lpProject->DeletePipelineElement(lpElement, false);
+    lpProject->pLastUndoRedoElement = lpElement;
+}
+
+void QDProjectUndoRedoPipelineElementCreation::Redo()
+{
+    lpProject->AddPipelineElement(lpElement, false);
+    lpProject->pLastUndoRedoElement = lpElement;
+}
+
+void QDProjectUndoRedoPipelineElementCreation::GetName(char* name)
+{
+    snprintf(name, LUNDO_NAME_SIZE, "Create %s Effect", lpElement->GetName());
+}
+
+void QDProjectUndoRedoPipelineElementDeletion::Undo()
+{
+    lpProject->InsertPipelineElement(lpElement, iIndex, false);
+    lpProject->pLastUndoRedoElement = lpElement;
+}
+
+void QDProjectUndoRedoPipelineElementDeletion::Redo()
+{
+    lpProject->DeletePipelineElement(lpElement, false);
+    lpProject->pLastUndoRedoElement = lpElement;
+}
+
+void QDProjectUndoRedoPipelineElementDeletion::GetName(char* name)
+{
+    snprintf(name, LUNDO_NAME_SIZE, "Delete %s Effect", lpElement->GetName());
+}

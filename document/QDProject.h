@@ -1,0 +1,133 @@
+#pragma once
+// One open document: the base image and the elements acting on it, its page, background, file
+// paths, undo history and rendered results.
+
+#include <atomic>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "codecs/LImageEncodeSettings.h"
+#include "document/LGuiColor.h"
+#include "document/LUndoRedo.h"
+#include "document/QDImagePipeline.h"
+#include "document/QDViewport.h"
+#include "foundation/LString.h"
+
+constexpr size_t QD_PATH_SIZE = 260;
+
+enum ERROR_CODE_SAVE : int
+{
+    ERROR_CODE_SAVE_SUCCESS = 0,
+    ERROR_CODE_SAVE_PREPARE = 2, // no rendered image
+    ERROR_CODE_SAVE_ENCODE = 3,  // encoding or writing
+};
+
+class QDProject
+{
+public:
+    // Writes an image file through the codec registry; installed by the program at start.
+    using ImageSaveFunction = bool (*)(const LImageBuffer& image, const char* path,
+                                       const LImageEncodeSettings& settings, int timeoutMs);
+    // Writes the recovery file; installed by the project file code.
+    using ProjectFileFunction = bool (*)(QDProject& project);
+    static ImageSaveFunction lpfnImageSave;
+    static ProjectFileFunction lpfnSaveProjectFile;
+
+    QDProject(unsigned width, unsigned height);
+    QDProject(const QDProject&) = delete;
+    QDProject& operator=(const QDProject&) = delete;
+    ~QDProject();
+
+    // Constructs T from args and adds it at the end.
+    template <class T, class... Args>
+    T* CreatePipelineElement(bool bAddUndo, Args&&... args)
+    {
+        T* element = new T(std::forward<Args>(args)...);
+        AddPipelineElement(element, bAddUndo);
+        return element;
+    }
+    void AddPipelineElement(QDImagePipelineElement* element, bool bAddUndo);
+    // Before the element now at index.
+    void InsertPipelineElement(QDImagePipelineElement* element, size_t index, bool bAddUndo);
+    // Detaches the element; the project keeps it alive for its undo history.
+    void DeletePipelineElement(QDImagePipelineElement* element, bool bAddUndo);
+
+    size_t GetLayerCount() const { return pipeline.GetNumElements(); }
+    size_t GetNumElements() const { return pipeline.GetNumElements(); }
+    size_t GetNumVisibleElements() const { return pipeline.GetNumVisibleElements(); }
+    void GetDimensions(unsigned& width, unsigned& height) const
+    {
+        width = pipeline.GetWidth();
+        height = pipeline.GetHeight();
+    }
+    QDImagePipelineElement* GetOriginalImage() const { return pipeline.GetFirstElement(); }
+    unsigned& GetPPIRef() { return iPPI; }
+
+    void SetBackground(const LGuiColorAlpha& colour);
+    bool HasSavedFilePath() const { return szFilePath[0] != 0; }
+    bool HasUnsavedChanges() const;
+    ERROR_CODE_SAVE Save(const char* path, const LImageEncodeSettings& settings);
+    bool SaveProjectFile();
+
+    void SetRenderedLowResImage(const LImageBuffer& buffer);
+    void SetRenderedHighResImage(const LImageBuffer& buffer);
+
+    QDProject* lpNext = nullptr;
+    char szName[QD_PATH_SIZE] = {};
+    char szFilePath[QD_PATH_SIZE] = {};
+    char szCloudPath[QD_PATH_SIZE] = {};
+    char szRecoveryFileName[QD_PATH_SIZE] = {};
+    LImageEncodeSettings encodeSettings;
+    bool bEncodeSettingsValid = false;
+    uint32_t iVisibleElementsAtSave = 1;
+    // Written by the main thread while the render thread may be reading it.
+    std::atomic<bool> bRenderRequested{false};
+    int32_t iCloudSource = 0; // 0 none, 1 Dropbox, 2 Google Drive
+    int32_t iLowResCacheId = -1;
+    int32_t iHighResCacheId = -1;
+    LStringLongTemplate<char> strRenderError;
+    QDImagePipeline pipeline;
+    QDViewport viewport;
+    LGuiColorAlpha crBackground;
+    LUndoRedoStackNotifyWrapped undoStack;
+    QDImagePipelineElement* pLastUndoRedoElement = nullptr;
+    uint32_t iPPI = 300;
+
+private:
+    void Adopt(QDImagePipelineElement* element);
+    // Elements out of the list that undo may bring back; destroyed with the project.
+    std::vector<QDImagePipelineElement*> vDetached;
+};
+
+class QDProjectUndoRedoPipelineElementCreation : public LUndoRedoItem
+{
+public:
+    QDProjectUndoRedoPipelineElementCreation(QDProject* project, QDImagePipelineElement* element)
+        : lpProject(project), lpElement(element)
+    {
+    }
+    void Undo() override;
+    void Redo() override;
+    void GetName(char* name) override;
+
+    QDProject* lpProject;
+    QDImagePipelineElement* lpElement;
+};
+
+class QDProjectUndoRedoPipelineElementDeletion : public LUndoRedoItem
+{
+public:
+    QDProjectUndoRedoPipelineElementDeletion(QDProject* project, QDImagePipelineElement* element,
+                                             size_t index)
+        : lpProject(project), lpElement(element), iIndex(index)
+    {
+    }
+    void Undo() override;
+    void Redo() override;
+    void GetName(char* name) override;
+
+    QDProject* lpProject;
+    QDImagePipelineElement* lpElement;
+    size_t iIndex;
+};

@@ -1,0 +1,316 @@
+// The render thread end to end: a project from a picture and three pixel-changing elements,
+// rendered on the real thread with its notifications arriving on the main loop, checked against
+// pictures worked out here pixel by pixel.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "doc_test_util.h"
+#include "document/DeleteFileThread.h"
+#include "document/LQDCacheStore.h"
+#include "document/QDImagePipelineElementProcessingThread.h"
+#include "document/QDOriginalImage.h"
+#include "document/QDProject.h"
+
+namespace
+{
+struct Received
+{
+    int iCode;
+    QDProject* lpPointer; // what the data held, read as a pointer
+    size_t nSize;
+    bool bMainThread;
+};
+
+class Receiver : public LQueuedNotifyDataHandler
+{
+public:
+    void EvQueuedNotifyData(int code, void* data, size_t size) override
+    {
+        QDProject* p = nullptr;
+        if (data && size == sizeof(p))
+            memcpy(&p, data, sizeof(p));
+        vReceived.push_back({code, p, size, LMainLoopIsMainThread()});
+    }
+    bool Has(int code) const
+    {
+        for (const Received& r : vReceived)
+            if (r.iCode == code)
+                return true;
+        return false;
+    }
+    // Codes other than progress, in order.
+    std::vector<int> Codes() const
+    {
+        std::vector<int> codes;
+        for (const Received& r : vReceived)
+            if (r.iCode != QDRenderNotifyProgress)
+                codes.push_back(r.iCode);
+        return codes;
+    }
+    std::vector<Received> vReceived;
+};
+
+struct Step
+{
+    TestOp eOp;
+    int iAmount;
+};
+
+// The expected picture: the source (or its nearest-neighbour reduction) through the steps.
+void Expect(LImageBuffer& out, const LImageBuffer& source, int width, int height,
+            const std::vector<Step>& steps)
+{
+    LImage::New(out, width, height, B8G8R8A8);
+    for (int j = 0; j < height; ++j)
+        for (int i = 0; i < width; ++i)
+        {
+            int sx = int((i + 0.5) * source.GetWidth() / width);
+            int sy = int((j + 0.5) * source.GetHeight() / height);
+            uint32_t p = PixelAt(source, sx, sy);
+            for (const Step& s : steps)
+                p = ApplyTestOp(s.eOp, s.iAmount, p);
+            reinterpret_cast<uint32_t*>(out.GetRow(j))[i] = p;
+        }
+}
+
+// Counts differing pixels, reporting the first.
+int Differences(const LImageBuffer& a, const LImageBuffer& b)
+{
+    if (a.GetWidth() != b.GetWidth() || a.GetHeight() != b.GetHeight())
+        return -1;
+    int n = 0;
+    for (int y = 0; y < a.GetHeight(); ++y)
+        for (int x = 0; x < a.GetWidth(); ++x)
+            if (PixelAt(a, x, y) != PixelAt(b, x, y) && n++ == 0)
+                ADD_FAILURE() << "first difference at " << x << "," << y << ": " << std::hex
+                              << PixelAt(a, x, y) << " against " << PixelAt(b, x, y);
+    return n;
+}
+
+class RenderTest : public ::testing::Test
+{
+protected:
+    static constexpr int kW = 64, kH = 48;
+
+    void SetUp() override
+    {
+        EnsureApplication();
+        if (!deleteThread.IsRunning())
+            deleteThread.StartThread(LThreadPriorityNormal);
+        MakePattern(source, kW, kH);
+        project = new QDProject(kW, kH);
+        project->viewport.fLowResScale = 0.25f;
+        projects = project;
+        QDOriginalImageFactory::CreateLayer(*project, source, false, false, nullptr);
+        thread.lpNotifyHandler = &receiver;
+    }
+    void TearDown() override
+    {
+        thread.ProjectClosed(project);
+        delete project;
+    }
+
+    // What EvRenderProject does, then waiting for the end of the render.
+    void Render(int endCode = QDRenderNotifyHighRes)
+    {
+        receiver.vReceived.clear();
+        project->bRenderRequested = true;
+        thread.SetCurrentProjectAndStart(project);
+        ASSERT_TRUE(PumpUntil([&] { return receiver.Has(endCode); }));
+        thread.WaitToStop();
+    }
+
+    void CheckHighRes(const std::vector<Step>& steps)
+    {
+        LImageBuffer got, want;
+        ASSERT_TRUE(LQDCacheLoadImage(got, project->iHighResCacheId));
+        Expect(want, source, kW, kH, steps);
+        EXPECT_EQ(Differences(got, want), 0);
+    }
+
+    LImageBuffer source;
+    QDProject* project = nullptr;
+    QDProject* projects = nullptr;
+    Receiver receiver;
+    QDImagePipelineElementProcessingThread thread{&projects};
+};
+} // namespace
+
+TEST_F(RenderTest, RendersBothPassesReRendersFromTheChangeAndFollowsUndo)
+{
+    auto* a = project->CreatePipelineElement<TestElement>(true, TestOp::AddRed, 40);
+    auto* b = project->CreatePipelineElement<TestElement>(true, TestOp::Invert);
+    auto* c = project->CreatePipelineElement<TestElement>(true, TestOp::Halve);
+    const Step sa{TestOp::AddRed, 40}, sb{TestOp::Invert, 0}, sc{TestOp::Halve, 0};
+
+    Render();
+    EXPECT_EQ(receiver.Codes(), (std::vector<int>{5000, 5002, 5003}));
+    for (const Received& r : receiver.vReceived)
+    {
+        EXPECT_TRUE(r.bMainThread);
+        if (r.iCode == QDRenderNotifyBegin)
+            EXPECT_EQ(r.lpPointer, nullptr); // the list link of the last project
+        else if (r.iCode != QDRenderNotifyProgress)
+            EXPECT_EQ(r.lpPointer, project);
+        else
+            EXPECT_LE(r.nSize, 100u);
+    }
+    EXPECT_TRUE(project->strRenderError.IsEmpty());
+    CheckHighRes({sa, sb, sc});
+    // The small picture is the reduction at the project's scale: 16 x 12.
+    LImageBuffer low, want;
+    ASSERT_TRUE(LQDCacheLoadImage(low, c->iLowResCacheId));
+    Expect(want, source, 16, 12, {sa, sb, sc});
+    EXPECT_EQ(Differences(low, want), 0);
+    for (TestElement* e : {a, b, c})
+    {
+        EXPECT_EQ(e->iLowRenders, 1);
+        EXPECT_EQ(e->iRenders, 2);
+        EXPECT_FALSE(e->IsDirty());
+    }
+
+    // A change to the middle element renders from there on only.
+    b->eOp = TestOp::AddRed;
+    b->iAmount = 100;
+    b->SetDirty();
+    Render();
+    EXPECT_EQ(a->iRenders, 2);
+    EXPECT_EQ(b->iRenders, 4);
+    EXPECT_EQ(c->iRenders, 4);
+    const Step sb2{TestOp::AddRed, 100};
+    CheckHighRes({sa, sb2, sc});
+
+    // Nothing dirty and no request: nothing happens at all.
+    receiver.vReceived.clear();
+    project->bRenderRequested = false;
+    thread.SetCurrentProjectAndStart(project);
+    thread.WaitToStop();
+    PumpUntil([] { return false; }, 50);
+    EXPECT_TRUE(receiver.vReceived.empty());
+
+    // Undo and redo of the creation of c.
+    project->undoStack.Undo();
+    Render();
+    CheckHighRes({sa, sb2});
+    EXPECT_EQ(b->iRenders, 4); // b's own cached picture is the answer now
+    project->undoStack.Redo();
+    Render();
+    CheckHighRes({sa, sb2, sc});
+    EXPECT_EQ(c->iRenders, 4); // and c's still is
+
+    // Deleting a: b sees a new input.
+    project->DeletePipelineElement(a, true);
+    Render();
+    CheckHighRes({sb2, sc});
+    project->undoStack.Undo();
+    Render();
+    CheckHighRes({sa, sb2, sc});
+    project->undoStack.Redo();
+    Render();
+    CheckHighRes({sb2, sc});
+    project->undoStack.Undo();
+    Render();
+
+    // Moving c in front of b.
+    project->pipeline.MoveElementAfter(c, a);
+    Render();
+    CheckHighRes({sa, sc, sb2});
+    project->undoStack.Undo();
+    EXPECT_EQ(project->pipeline.GetOrder(),
+              (std::vector<QDImagePipelineElement*>{project->GetOriginalImage(), a, b, c}));
+    project->undoStack.Redo();
+    Render();
+    CheckHighRes({sa, sc, sb2});
+}
+
+TEST_F(RenderTest, CancelFailureAndHiddenFirstElement)
+{
+    auto* a = project->CreatePipelineElement<TestElement>(false, TestOp::Invert);
+    auto* b = project->CreatePipelineElement<TestElement>(false, TestOp::Halve);
+    auto* c = project->CreatePipelineElement<TestElement>(false, TestOp::Halve);
+
+    // An element vanishing under the thread cancels the render, which leaves everything dirty.
+    a->fnDuringRender = [&]
+    {
+        if (a->iRenders == 1)
+            project->pipeline.lFirst.Detach(c);
+    };
+    Render(QDRenderNotifyCancelled);
+    EXPECT_EQ(receiver.Codes(), (std::vector<int>{5000, 5004}));
+    EXPECT_EQ(b->iRenders, 0);
+    EXPECT_TRUE(a->IsDirty());
+    project->pipeline.lFirst.AddTail(c);
+    a->fnDuringRender = nullptr;
+
+    // A failure carries the element's message to the project.
+    b->bFail = true;
+    Render(QDRenderNotifyFailed);
+    EXPECT_EQ(receiver.Codes(), (std::vector<int>{5000, 5005}));
+    EXPECT_EQ(receiver.vReceived.back().lpPointer, nullptr);
+    EXPECT_STREQ(project->strRenderError, "Test element failed");
+    EXPECT_TRUE(b->IsDirty());
+    b->bFail = false;
+
+    // With the first element hidden nothing is visible and nothing renders.
+    project->GetOriginalImage()->bVisible = false;
+    int before = a->iRenders + b->iRenders + c->iRenders;
+    Render();
+    EXPECT_EQ(receiver.Codes(), (std::vector<int>{5000, 5002, 5003}));
+    EXPECT_EQ(a->iRenders + b->iRenders + c->iRenders, before);
+    EXPECT_EQ(project->iHighResCacheId, -1);
+}
+
+TEST_F(RenderTest, BackgroundProjectsFollowTheCurrentOneAndProgressIsThrottled)
+{
+    QDProject* second = new QDProject(kW, kH);
+    second->viewport.fLowResScale = 0.25f;
+    QDOriginalImageFactory::CreateLayer(*second, source, false, false, nullptr);
+    auto* e = second->CreatePipelineElement<TestElement>(false, TestOp::Invert);
+    project->lpNext = second;
+    project->CreatePipelineElement<TestElement>(false, TestOp::Halve);
+
+    Render();
+    ASSERT_TRUE(PumpUntil([&] { return receiver.Codes().size() >= 6; }));
+    thread.WaitToStop();
+    EXPECT_EQ(receiver.Codes(), (std::vector<int>{5000, 5002, 5003, 5000, 5002, 5003}));
+    // The first 5000 names the project's successor.
+    EXPECT_EQ(receiver.vReceived.front().lpPointer, second);
+    EXPECT_EQ(e->iRenders, 2);
+
+    // Progress rises in steps of at least 5%, reporting the previous step.
+    size_t last = 0;
+    bool first = true;
+    for (const Received& r : receiver.vReceived)
+    {
+        if (r.iCode == QDRenderNotifyBegin)
+            first = true, last = 0;
+        if (r.iCode != QDRenderNotifyProgress)
+            continue;
+        if (!first)
+        {
+            EXPECT_GE(r.nSize, last + 4); // truncation may lose one percent
+        }
+        first = false;
+        last = r.nSize;
+    }
+
+    project->lpNext = nullptr;
+    thread.ProjectClosed(second);
+    delete second;
+}
+
+TEST_F(RenderTest, ACleanStopLeavesNoCacheFile)
+{
+    project->CreatePipelineElement<TestElement>(false, TestOp::Invert);
+    Render();
+    EXPECT_GT(CountCacheFiles(), 0);
+    thread.ProjectClosed(project);
+    delete project;
+    project = nullptr;
+    deleteThread.StopThreadNow();
+    EXPECT_EQ(CountCacheFiles(), 0);
+    deleteThread.StartThread(LThreadPriorityNormal);
+}
