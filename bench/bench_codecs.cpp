@@ -1,0 +1,85 @@
+// Decoding and encoding a large photo through the image door, for comparison with the bare
+// library tools (bench/codecs runs both in one go). The photo comes from QUENDREL_BENCH_JPEG and
+// QUENDREL_BENCH_PNG; without them the benchmarks skip.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <string>
+#include <unistd.h>
+
+#include "codecs/LImage.h"
+
+namespace
+{
+const char* Input(const char* variable)
+{
+    const char* p = getenv(variable);
+    return p && *p ? p : nullptr;
+}
+
+void Decode(benchmark::State& state, const char* variable)
+{
+    const char* path = Input(variable);
+    if (!path)
+    {
+        state.SkipWithError("no input photo");
+        return;
+    }
+    for (auto _ : state)
+    {
+        LImageBuffer image;
+        if (LImage::Load(image, path) == 0)
+        {
+            state.SkipWithError("load failed");
+            return;
+        }
+        benchmark::DoNotOptimize(image.GetData());
+    }
+}
+
+void Encode(benchmark::State& state, const char* variable, const char* extension)
+{
+    const char* path = Input(variable);
+    LImageBuffer image;
+    if (!path || LImage::Load(image, path) == 0)
+    {
+        state.SkipWithError("no input photo");
+        return;
+    }
+    const char* dir = getenv("TMPDIR");
+    const std::string out = std::string(dir && *dir ? dir : "/tmp") + "/quendrel-bench" + extension;
+    LImageEncodeSettings settings;
+    settings.jpeg.SetQuality(90);
+    for (auto _ : state)
+        if (!LImage::Save(image, out.c_str(), settings, 3000))
+        {
+            state.SkipWithError("save failed");
+            break;
+        }
+    unlink(out.c_str());
+}
+
+void BM_JPEGDecode(benchmark::State& s)
+{
+    Decode(s, "QUENDREL_BENCH_JPEG");
+}
+void BM_JPEGEncodeQ90(benchmark::State& s)
+{
+    Encode(s, "QUENDREL_BENCH_JPEG", ".jpg");
+}
+void BM_PNGDecode(benchmark::State& s)
+{
+    Decode(s, "QUENDREL_BENCH_PNG");
+}
+void BM_PNGEncode(benchmark::State& s)
+{
+    Encode(s, "QUENDREL_BENCH_PNG", ".png");
+}
+} // namespace
+
+BENCHMARK(BM_JPEGDecode)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(5);
+BENCHMARK(BM_JPEGEncodeQ90)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(5);
+BENCHMARK(BM_PNGDecode)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(5);
+BENCHMARK(BM_PNGEncode)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(5);
+BENCHMARK_MAIN();

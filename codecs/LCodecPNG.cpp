@@ -1,0 +1,169 @@
+#include "codecs/LCodecPNG.h"
+
+#include <csetjmp>
+#include <vector>
+
+#include <png.h>
+
+namespace
+{
+void ErrorFn(png_structp png, png_const_charp)
+{
+    png_longjmp(png, 1);
+}
+
+void WarningFn(png_structp, png_const_charp) {}
+
+void ReadFn(png_structp png, png_bytep data, png_size_t size)
+{
+    LCodecReader* input = static_cast<LCodecReader*>(png_get_io_ptr(png));
+    if (input->Read(data, size) != size)
+        png_error(png, "truncated");
+}
+
+void WriteFn(png_structp png, png_bytep data, png_size_t size)
+{
+    LCodecWriter* output = static_cast<LCodecWriter*>(png_get_io_ptr(png));
+    if (!output->Write(data, size))
+        png_error(png, "write failed");
+}
+
+void FlushFn(png_structp) {}
+
+// Everything that lives across the long jump stays outside the jumping frame.
+struct DecodeState
+{
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+};
+
+LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader& input, LImageBuffer& image,
+                      int& bitDepth)
+{
+    png_structp png = st.png;
+    png_infop info = st.info;
+    if (setjmp(png_jmpbuf(png)))
+        return LProcessResultFailed;
+    png_set_read_fn(png, &input, ReadFn);
+    png_set_user_limits(png, uint32_t(kLCodecMaxSide), uint32_t(kLCodecMaxSide));
+    png_read_info(png, info);
+    png_uint_32 w, h;
+    int depth, colourType, interlace;
+    png_get_IHDR(png, info, &w, &h, &depth, &colourType, &interlace, nullptr, nullptr);
+    bitDepth = depth * png_get_channels(png, info);
+    if (!LCodecAllocate(image, w, h))
+        return LProcessResultFailed;
+
+    // Everything becomes 8-bit B, G, R, A.
+    if (colourType == PNG_COLOR_TYPE_PALETTE)
+        png_set_palette_to_rgb(png);
+    if (colourType == PNG_COLOR_TYPE_GRAY && depth < 8)
+        png_set_expand_gray_1_2_4_to_8(png);
+    if (png_get_valid(png, info, PNG_INFO_tRNS))
+        png_set_tRNS_to_alpha(png);
+    if (depth == 16)
+        png_set_scale_16(png);
+    if (colourType == PNG_COLOR_TYPE_GRAY || colourType == PNG_COLOR_TYPE_GRAY_ALPHA)
+        png_set_gray_to_rgb(png);
+    png_set_bgr(png);
+    png_set_add_alpha(png, 0xFF, PNG_FILLER_AFTER);
+    const int passes = png_set_interlace_handling(png);
+    png_read_update_info(png, info);
+    if (png_get_rowbytes(png, info) != size_t(w) * 4)
+        return LProcessResultFailed;
+
+    png_uint_32 xres, yres;
+    int unit;
+    if (png_get_pHYs(png, info, &xres, &yres, &unit) && unit == PNG_RESOLUTION_METER)
+    {
+        image.imf.HorizontalResolution = xres;
+        image.imf.VerticalResolution = yres;
+    }
+    LCodecProgress progress(process);
+    const int64_t total = int64_t(passes) * h;
+    for (int pass = 0; pass < passes; ++pass)
+        for (png_uint_32 y = 0; y < h; ++y)
+        {
+            png_read_row(png, image.GetRow(int(y)), nullptr);
+            if (!progress.Row(int64_t(pass) * h + y + 1, total))
+                return LProcessResultCancelled;
+        }
+    // A file cut after its pixels is still refused: the end chunk proves it whole.
+    png_read_end(png, nullptr);
+    return LProcessResultSuccess;
+}
+
+struct EncodeState
+{
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+};
+
+LProcessResult Encode(LProcessInterface& process, EncodeState& st, LCodecWriter& output,
+                      const LImageBuffer& image, LCodecSourceRows& source)
+{
+    png_structp png = st.png;
+    png_infop info = st.info;
+    if (setjmp(png_jmpbuf(png)))
+        return LProcessResultFailed;
+    png_set_write_fn(png, &output, WriteFn, FlushFn);
+    const int w = image.GetWidth(), h = image.GetHeight();
+    const bool rgb24 = image.GetPixelFormat() == B8G8R8;
+    const bool alpha = !rgb24 && !source.IsOpaque();
+    png_set_IHDR(png, info, png_uint_32(w), png_uint_32(h), 8,
+                 alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (image.imf.HorizontalResolution && image.imf.VerticalResolution)
+        png_set_pHYs(png, info, image.imf.HorizontalResolution, image.imf.VerticalResolution,
+                     PNG_RESOLUTION_METER);
+    png_write_info(png, info);
+    png_set_bgr(png);
+    if (!rgb24 && !alpha)
+        png_set_filler(png, 0, PNG_FILLER_AFTER); // drops the fourth byte of each pixel
+    LCodecProgress progress(process);
+    for (int y = 0; y < h; ++y)
+    {
+        png_write_row(png, const_cast<png_bytep>(rgb24 ? image.GetRow(y) : source.Row(y)));
+        if (!progress.Row(y + 1, h))
+            return LProcessResultCancelled;
+    }
+    png_write_end(png, info);
+    return LProcessResultSuccess;
+}
+} // namespace
+
+LProcessResult LCodecPNGDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
+                               int& bitDepth)
+{
+    process.SetStatus("Decoding PNG image", 0);
+    bitDepth = 0;
+    DecodeState st;
+    st.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, ErrorFn, WarningFn);
+    if (!st.png)
+        return LProcessResultFailed;
+    st.info = png_create_info_struct(st.png);
+    LProcessResult r = st.info ? Decode(process, st, input, image, bitDepth) : LProcessResultFailed;
+    png_destroy_read_struct(&st.png, &st.info, nullptr);
+    if (r != LProcessResultSuccess)
+    {
+        image.Destroy();
+        bitDepth = 0;
+    }
+    return r;
+}
+
+LProcessResult LCodecPNGEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image)
+{
+    process.SetStatus("Encoding PNG image", 0);
+    LCodecSourceRows source(image);
+    if (image.GetPixelFormat() != B8G8R8 && !source.IsValid())
+        return LProcessResultFailed;
+    EncodeState st;
+    st.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, ErrorFn, WarningFn);
+    if (!st.png)
+        return LProcessResultFailed;
+    st.info = png_create_info_struct(st.png);
+    LProcessResult r = st.info ? Encode(process, st, output, image, source) : LProcessResultFailed;
+    png_destroy_write_struct(&st.png, &st.info);
+    return r;
+}

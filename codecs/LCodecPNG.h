@@ -1,0 +1,45 @@
+#pragma once
+// PNG files through libpng, row by row with read and write callbacks on the stream.
+// Failure is result 2 with no message of its own; the registry words it.
+
+#include "codecs/LCodecCommon.h"
+
+template <class Base>
+struct LProcessPNGLoad
+{
+    LInputStream<Base>* lpStream = nullptr;
+    LImageBuffer* lpImage = nullptr;
+    int iBitDepth = 0; // of the file, set on success
+};
+
+// Decodes any PNG (palette, tRNS, grey with alpha, 16 bits, interlaced) to B8G8R8A8.
+LProcessResult LCodecPNGDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
+                               int& bitDepth);
+
+template <class Base>
+LProcessResult Process(LProcessInterface& process, LProcessPNGLoad<Base>& data)
+{
+    if (!data.lpStream || !data.lpImage)
+        return LProcessResultFailed;
+    LCodecReaderOf<Base> input(*data.lpStream);
+    return LCodecPNGDecode(process, input, *data.lpImage, data.iBitDepth);
+}
+
+template <class Base>
+struct LProcessPNGSave
+{
+    LOutputStream<Base>* lpStream = nullptr;
+    const LImageBuffer* lpImage = nullptr;
+};
+
+// Writes 8-bit RGB, or RGBA when any pixel is not opaque.
+LProcessResult LCodecPNGEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image);
+
+template <class Base>
+LProcessResult Process(LProcessInterface& process, LProcessPNGSave<Base>& data)
+{
+    if (!data.lpStream || !data.lpImage || !data.lpImage->IsValid())
+        return LProcessResultFailed;
+    LCodecWriterOf<Base> output(*data.lpStream);
+    return LCodecPNGEncode(process, output, *data.lpImage);
+}

@@ -1,0 +1,232 @@
+#pragma once
+// Load and save over any stream class: routes a codec id to its codec's process and turns a
+// codec's failure into the registry's message.
+
+#include <type_traits>
+
+#include "codecs/LCodecBMP.h"
+#include "codecs/LCodecCamRAW.h"
+#include "codecs/LCodecGIF.h"
+#include "codecs/LCodecGIFEncode.h"
+#include "codecs/LCodecJPEG.h"
+#include "codecs/LCodecJPEG2000.h"
+#include "codecs/LCodecPCX.h"
+#include "codecs/LCodecPNG.h"
+#include "codecs/LCodecPNM.h"
+#include "codecs/LCodecPSD.h"
+#include "codecs/LCodecRAS.h"
+#include "codecs/LCodecTGA.h"
+#include "codecs/LCodecTIFF.h"
+#include "codecs/LCodecWBMP.h"
+#include "codecs/LCodecWEBP.h"
+#include "codecs/LImageCodec.h"
+#include "codecs/LImageEncodeSettings.h"
+
+template <class Base>
+struct LProcessImageLoad
+{
+    LInputStream<Base>* lpStream = nullptr;
+    LImageCodec codec;
+    LImageBuffer* lpImage = nullptr;
+    int iBitDepth = 0; // result
+};
+
+template <class Base>
+struct LProcessImageSave
+{
+    const LImageBuffer* lpImage = nullptr;
+    LImageCodec codec;
+    LImageEncodeSettings settings;
+    LOutputStream<Base>* lpStream = nullptr;
+};
+
+namespace LImageProcessDetail
+{
+// Runs a codec's load process and copies the depth out.
+template <template <class> class Data, class Base>
+LProcessResult RunLoad(LProcessInterface& process, LProcessImageLoad<Base>& d)
+{
+    Data<Base> data;
+    data.lpStream = d.lpStream;
+    data.lpImage = d.lpImage;
+    const LProcessResult r = Process(process, data);
+    d.iBitDepth = data.iBitDepth;
+    return r;
+}
+
+template <template <class> class Data, class Base>
+LProcessResult RunSave(LProcessInterface& process, LProcessImageSave<Base>& d)
+{
+    Data<Base> data;
+    data.lpStream = d.lpStream;
+    data.lpImage = d.lpImage;
+    return Process(process, data);
+}
+} // namespace LImageProcessDetail
+
+template <class Base>
+LProcessResult Process(LProcessInterface& process, LProcessImageLoad<Base>& d)
+{
+    using namespace LImageProcessDetail;
+    if (!d.lpStream || !d.lpStream->IsOpen() || !d.lpImage || !d.codec.IsValid())
+        return LProcessResultFailed;
+    d.iBitDepth = 0;
+    LProcessResult r;
+    switch (d.codec.id)
+    {
+    case LImageCodecBMP:
+        r = RunLoad<LProcessBMPLoad>(process, d);
+        break;
+    case LImageCodecGIF:
+        r = RunLoad<LProcessGIFLoad>(process, d);
+        break;
+    case LImageCodecJPEG:
+        r = RunLoad<LProcessJPEGLoad>(process, d);
+        break;
+    case LImageCodecJPEG2000:
+        r = RunLoad<LProcessJPEG2000Load>(process, d);
+        break;
+    case LImageCodecPCX:
+        r = RunLoad<LProcessPCXLoad>(process, d);
+        break;
+    case LImageCodecPNG:
+        r = RunLoad<LProcessPNGLoad>(process, d);
+        break;
+    case LImageCodecPNM:
+        r = RunLoad<LProcessPNMLoad>(process, d);
+        break;
+    case LImageCodecPSD:
+        r = RunLoad<LProcessPSDLoad>(process, d);
+        break;
+    case LImageCodecRAS:
+        r = RunLoad<LProcessRASLoad>(process, d);
+        break;
+    case LImageCodecTGA:
+        r = RunLoad<LProcessTGALoad>(process, d);
+        break;
+    case LImageCodecTIFF:
+        r = RunLoad<LProcessTIFFLoad>(process, d);
+        break;
+    case LImageCodecWBMP:
+        r = RunLoad<LProcessWBMPLoad>(process, d);
+        break;
+    case LImageCodecWEBP:
+        r = RunLoad<LProcessWEBPLoad>(process, d);
+        break;
+    default:
+    {
+        // DNG, RAW and every camera family share one decoder.
+        LProcessCamRAWLoad<Base> data;
+        data.lpStream = d.lpStream;
+        data.codec = d.codec.id;
+        data.lpImage = d.lpImage;
+        r = Process(process, data);
+        d.iBitDepth = data.iBitDepth;
+        break;
+    }
+    }
+    if (r == LProcessResultCancelled)
+    {
+        d.lpImage->Destroy();
+        return r;
+    }
+    if (r != LProcessResultSuccess || !d.lpImage->IsValid())
+    {
+        // Whatever a failed decoder left behind is no picture.
+        d.lpImage->Destroy();
+        process.SetError("The image could not be loaded.");
+        d.iBitDepth = 0;
+        return LProcessResultFailed;
+    }
+    return LProcessResultSuccess;
+}
+
+template <class Base>
+LProcessResult Process(LProcessInterface& process, LProcessImageSave<Base>& d)
+{
+    using namespace LImageProcessDetail;
+    if (!d.lpImage || !d.lpImage->IsValid() || !d.lpStream || !d.lpStream->IsOpen() || !d.codec.IsValid())
+        return LProcessResultFailed;
+    LProcessResult r;
+    switch (d.codec.id)
+    {
+    case LImageCodecBMP:
+    {
+        LProcessBMPSave<Base> data;
+        data.lpStream = d.lpStream;
+        data.lpImage = d.lpImage;
+        data.settings = d.settings.bmp;
+        r = Process(process, data);
+        break;
+    }
+    case LImageCodecGIF:
+        r = RunSave<LProcessGIFSave>(process, d);
+        break;
+    case LImageCodecJPEG:
+    {
+        LProcessJPEGSave<Base> data;
+        data.lpStream = d.lpStream;
+        data.lpImage = d.lpImage;
+        data.iQuality = d.settings.jpeg.iQuality;
+        r = Process(process, data);
+        break;
+    }
+    case LImageCodecJPEG2000:
+    {
+        LProcessJPEG2000Save<Base> data;
+        data.lpStream = d.lpStream;
+        data.lpImage = d.lpImage;
+        data.settings = d.settings.jpeg2000;
+        r = Process(process, data);
+        break;
+    }
+    case LImageCodecPCX:
+        r = RunSave<LProcessPCXSave>(process, d);
+        break;
+    case LImageCodecPNG:
+        r = RunSave<LProcessPNGSave>(process, d);
+        break;
+    case LImageCodecPNM:
+    {
+        LProcessPNMSave<Base> data;
+        data.lpStream = d.lpStream;
+        data.lpImage = d.lpImage;
+        data.settings = d.settings.pnm;
+        r = Process(process, data);
+        break;
+    }
+    case LImageCodecPSD:
+        // The PSD writer seeks back over what it wrote, which only the file stream is built for.
+        if constexpr (std::is_same_v<Base, LOutputStreamFile>)
+            r = RunSave<LProcessPSDSave>(process, d);
+        else
+            r = LProcessResultFailed;
+        break;
+    case LImageCodecRAS:
+        r = RunSave<LProcessRASSave>(process, d);
+        break;
+    case LImageCodecTGA:
+        r = RunSave<LProcessTGASave>(process, d);
+        break;
+    case LImageCodecTIFF:
+        r = RunSave<LProcessTIFFSave>(process, d);
+        break;
+    case LImageCodecWBMP:
+        r = RunSave<LProcessWBMPSave>(process, d);
+        break;
+    case LImageCodecWEBP:
+    {
+        LProcessWEBPSave<Base> data;
+        data.lpStream = d.lpStream;
+        data.lpImage = d.lpImage;
+        data.settings = d.settings.webp;
+        r = Process(process, data);
+        break;
+    }
+    default:
+        return LProcessResultFailed; // DNG and the raw families have no encoder
+    }
+    if (r == LProcessResultFailed)
+        process.SetError("The image could not be saved");
+    return r;
+}

@@ -1,0 +1,490 @@
+// The library codecs against pictures made and decoded by ImageMagick and Pillow, their writers
+// read back by those tools, and damaged files of every format.
+
+#include "CodecTestUtil.h"
+
+#include <cmath>
+#include <cstring>
+#include <unistd.h>
+
+#include "codecs/LImage.h"
+#include "codecs/LImageProcess.h"
+
+using namespace CodecTest;
+
+namespace
+{
+int LoadPath(const std::string& path, LImageBuffer& image, RecordingProcess* process = nullptr)
+{
+    RecordingProcess local;
+    return LImage::Load(process ? *process : local, image, path.c_str());
+}
+
+LProcessResult LoadBytes(const std::vector<uint8_t>& bytes, LImageCodecID codec, LImageBuffer& image,
+                         LProcessInterface& process)
+{
+    LInputStream<LInputStreamBuffer> stream(bytes.data(), bytes.size());
+    LProcessImageLoad<LInputStreamBuffer> load;
+    load.lpStream = &stream;
+    load.codec = LImageCodec(codec);
+    load.lpImage = &image;
+    return Process(process, load);
+}
+
+bool Has(const std::vector<std::string>& v, const std::string& s)
+{
+    for (const std::string& x : v)
+        if (x == s)
+            return true;
+    return false;
+}
+
+// Mean absolute channel difference over all pixels.
+double MeanError(const LImageBuffer& image, const Reference& ref)
+{
+    if (!ref.IsValid() || image.GetWidth() != ref.iWidth || image.GetHeight() != ref.iHeight)
+        return 1e9;
+    double sum = 0;
+    for (int y = 0; y < ref.iHeight; ++y)
+    {
+        const uint8_t* p = image.GetRow(y);
+        for (int x = 0; x < ref.iWidth; ++x, p += 4)
+        {
+            const uint8_t* q = &ref.rgba[(size_t(y) * ref.iWidth + x) * 4];
+            sum += abs(p[2] - q[0]) + abs(p[1] - q[1]) + abs(p[0] - q[2]);
+        }
+    }
+    return sum / (3.0 * ref.iWidth * ref.iHeight);
+}
+
+// Alpha exact; colour within what multiplying alpha in and out again can keep.
+void ExpectStraightAlpha(const LImageBuffer& image, const Reference& ref)
+{
+    ASSERT_FALSE(Compare(image, ref, 255).bSizeMismatch);
+    for (int y = 0; y < ref.iHeight; ++y)
+        for (int x = 0; x < ref.iWidth; ++x)
+        {
+            const uint8_t* q = &ref.rgba[(size_t(y) * ref.iWidth + x) * 4];
+            const uint8_t* p = image.GetRow(y) + 4 * x;
+            ASSERT_EQ(p[3], q[3]);
+            if (q[3] > 0)
+            {
+                for (int c = 0; c < 3; ++c)
+                    ASSERT_LE(abs(p[2 - c] - q[c]), 255 / q[3] + 1) << x << "," << y;
+            }
+        }
+}
+
+class PlatformCodecs : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_FALSE(dir.szPath.empty());
+        photo = dir.Path("photo.png");
+        ASSERT_TRUE(Shell("convert -size 61x43 plasma:fractal -seed 7 -blur 0x1 -depth 8 '" + photo + "'"));
+    }
+    TempDir dir;
+    std::string photo;
+};
+} // namespace
+
+TEST_F(PlatformCodecs, JPEGReadsLikeTheReferenceDecoder)
+{
+    struct Case
+    {
+        const char* szName;
+        const char* szOptions;
+        int iDepth;
+    } cases[] = {
+        {"base.jpg", "-quality 85", 24},
+        {"prog.jpg", "-quality 70 -interlace JPEG", 24},
+        {"grey.jpg", "-colorspace Gray -quality 90", 8},
+        {"s444.jpg", "-sampling-factor 1x1 -quality 95", 24},
+        {"cmyk.jpg", "-colorspace CMYK -quality 95", 32},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.szName);
+        const std::string path = dir.Path(c.szName);
+        ASSERT_TRUE(Shell("convert '" + photo + "' " + c.szOptions + " '" + path + "'"));
+        RecordingProcess process;
+        LImageBuffer image;
+        ASSERT_EQ(LoadPath(path, image, &process), c.iDepth);
+        EXPECT_TRUE(Has(process.arStatus, "Decoding JPEG image"));
+        ASSERT_EQ(image.GetPixelFormat(), B8G8R8A8);
+        const Diff d = Compare(image, DecodeWithMagick(path), 3);
+        EXPECT_FALSE(d.bSizeMismatch);
+        EXPECT_EQ(d.nOver, 0) << "max delta " << d.iMaxDelta;
+    }
+}
+
+TEST_F(PlatformCodecs, JPEGIsTurnedUprightByItsOrientation)
+{
+    // Orientations 3, 6 and 8 cover a half turn and both quarter turns; 2 and 5 mirror.
+    for (int o : {2, 3, 5, 6, 8})
+    {
+        SCOPED_TRACE(o);
+        const std::string path = dir.Path("o" + std::to_string(o) + ".jpg");
+        ASSERT_TRUE(RunPython("from PIL import Image\nim = Image.open('" + photo +
+                                  "').convert('RGB')\nex = Image.Exif()\nex[0x0112] = " + std::to_string(o) +
+                                  "\nim.save('" + path + "', quality=95, subsampling=0, exif=ex.tobytes())\n",
+                              dir.szPath));
+        LImageBuffer image;
+        ASSERT_EQ(LoadPath(path, image), 24);
+        const Reference ref = DecodeWithPillow(path, "im = ImageOps.exif_transpose(im)");
+        ASSERT_TRUE(ref.IsValid());
+        EXPECT_EQ(image.GetWidth(), ref.iWidth);
+        const Diff d = Compare(image, ref, 3);
+        EXPECT_FALSE(d.bSizeMismatch);
+        EXPECT_EQ(d.nOver, 0) << "max delta " << d.iMaxDelta;
+    }
+}
+
+TEST_F(PlatformCodecs, JPEGWriterHonoursQualityAndDropsAlpha)
+{
+    LImageBuffer src;
+    FillPattern(src, 64, 40, true);
+    LImageEncodeSettings settings;
+    long sizes[2];
+    int i = 0;
+    for (int q : {20, 95})
+    {
+        const std::string path = dir.Path("q" + std::to_string(q) + ".jpg");
+        settings.jpeg.SetQuality(q);
+        ASSERT_TRUE(LImage::Save(src, path.c_str(), settings, 3000));
+        sizes[i++] = long(ReadFile(path).size());
+        // ImageMagick estimates the quality from the quantisation tables.
+        ASSERT_TRUE(Shell("identify -format '%Q' '" + path + "' > '" + dir.Path("q.txt") + "'"));
+        const std::vector<uint8_t> text = ReadFile(dir.Path("q.txt"));
+        EXPECT_NEAR(atoi(std::string(text.begin(), text.end()).c_str()), q, 2);
+        const Reference ref = DecodeWithPillow(path);
+        ASSERT_TRUE(ref.IsValid());
+        for (size_t p = 3; p < ref.rgba.size(); p += 4)
+            ASSERT_EQ(ref.rgba[p], 255);
+    }
+    EXPECT_LT(sizes[0], sizes[1]);
+    // The top quality keeps colour at full resolution, so it stays close to the source.
+    settings.jpeg.SetQuality(100);
+    FillPattern(src, 64, 40, false);
+    const std::string best = dir.Path("q100.jpg");
+    ASSERT_TRUE(LImage::Save(src, best.c_str(), settings, 3000));
+    EXPECT_LT(MeanError(src, DecodeWithPillow(best)), 1.5);
+}
+
+TEST_F(PlatformCodecs, PNGVariantsReadLikeTheReferenceDecoder)
+{
+    struct Case
+    {
+        const char* szName;
+        std::string szMake;
+        int iDepth;
+    } cases[] = {
+        {"rgb16.png", "convert PHOTO -depth 16 PNG48:OUT", 48},
+        {"rgba16.png", "convert PHOTO -alpha set -channel A -fx 'i/w' +channel -depth 16 PNG64:OUT", 64},
+        {"inter.png", "convert PHOTO -interlace PNG PNG24:OUT", 24},
+        {"grey1.png", "convert PHOTO -monochrome PNG:OUT", 1},
+        {"pal.png",
+         "PIL im = im.convert('P', palette=Image.ADAPTIVE, colors=16); im.info['transparency'] = 3", 8},
+        {"la.png",
+         "PIL im = im.convert('L'); a = im.point(lambda v: 255 - v); im = Image.merge('LA', (im, a))", 16},
+        {"grey16.png", "convert PHOTO -colorspace gray -depth 16 PNG:OUT", 16},
+        {"rgbtrns.png", "PIL im = im.convert('RGB'); im.info['transparency'] = im.getpixel((5, 5))", 24},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.szName);
+        const std::string path = dir.Path(c.szName);
+        std::string make = c.szMake;
+        if (make.rfind("PIL ", 0) == 0)
+        {
+            std::string body = make.substr(4);
+            for (size_t p; (p = body.find("; ")) != std::string::npos;)
+                body.replace(p, 2, "\n");
+            const bool trns = body.find("info['transparency']") != std::string::npos;
+            ASSERT_TRUE(RunPython("from PIL import Image\nim = Image.open('" + photo + "')\n" + body +
+                                      "\nim.save('" + path + "'" +
+                                      (trns ? ", transparency=im.info['transparency']" : "") + ")\n",
+                                  dir.szPath));
+        }
+        else
+        {
+            make.replace(make.find("PHOTO"), 5, "'" + photo + "'");
+            make.replace(make.find("OUT"), 3, "'" + path + "'");
+            ASSERT_TRUE(Shell(make));
+        }
+        RecordingProcess process;
+        LImageBuffer image;
+        ASSERT_EQ(LoadPath(path, image, &process), c.iDepth);
+        EXPECT_TRUE(Has(process.arStatus, "Decoding PNG image"));
+        // Pillow narrows 16-bit grey by clipping, so those go to ImageMagick.
+        const Reference ref = c.szMake[0] == 'c' ? DecodeWithMagick(path) : DecodeWithPillow(path);
+        const Diff d = Compare(image, ref, c.iDepth >= 48 || c.iDepth == 16 ? 1 : 0);
+        EXPECT_FALSE(d.bSizeMismatch);
+        EXPECT_EQ(d.nOver, 0) << "max delta " << d.iMaxDelta;
+    }
+}
+
+TEST_F(PlatformCodecs, LosslessWritersAreReadBackExactly)
+{
+    // PNG, TIFF, lossless JPEG 2000 and WebP at quality 100 in lossless form are checked by
+    // another decoder; an opaque picture is written without alpha.
+    for (bool alpha : {false, true})
+    {
+        LImageBuffer src;
+        FillPattern(src, 29, 17, alpha);
+        src.imf.HorizontalResolution = src.imf.VerticalResolution = 3937;
+        LImageEncodeSettings settings;
+        settings.jpeg2000.iMode = 0;
+        for (const char* ext : {".png", ".tif", ".jp2"})
+        {
+            SCOPED_TRACE(std::string(ext) + (alpha ? " alpha" : " opaque"));
+            const std::string path = dir.Path(std::string("out") + ext);
+            RecordingProcess process;
+            ASSERT_TRUE(LImage::Save(process, src, path.c_str(), settings));
+            EXPECT_TRUE(process.arErrors.empty());
+            const Reference ref =
+                std::string(ext) == ".jp2" ? DecodeWithMagick(path) : DecodeWithPillow(path);
+            const Diff d = Compare(src, ref, 0);
+            EXPECT_FALSE(d.bSizeMismatch);
+            EXPECT_EQ(d.nOver, 0) << "max delta " << d.iMaxDelta;
+            LImageBuffer back;
+            const int depth = LoadPath(path, back);
+            EXPECT_EQ(depth, alpha ? 32 : 24);
+            // TIFF hands over alpha multiplied in, so faint pixels lose colour precision.
+            if (std::string(ext) == ".tif" && alpha)
+                ExpectStraightAlpha(back, ref);
+            else
+                EXPECT_EQ(Compare(back, ref, 0).nOver, 0);
+        }
+        ASSERT_TRUE(RunPython("from PIL import Image\nim = Image.open('" + dir.Path("out.png") +
+                                  "')\nassert im.mode == '" + (alpha ? "RGBA" : "RGB") +
+                                  "', im.mode\nassert round(im.info['dpi'][0]) == 100\n",
+                              dir.szPath));
+    }
+}
+
+TEST_F(PlatformCodecs, TIFFTakesTheFirstImageAndStraightAlpha)
+{
+    const std::string multi = dir.Path("multi.tif");
+    ASSERT_TRUE(Shell("convert '" + photo + "' \\( -size 20x10 xc:red \\) '" + multi + "'"));
+    LImageBuffer image;
+    RecordingProcess process;
+    ASSERT_EQ(LoadPath(multi, image, &process), 24);
+    EXPECT_TRUE(Has(process.arStatus, "Decoding TIFF image"));
+    EXPECT_EQ(Compare(image, DecodeWithPillow(multi), 0).nOver, 0);
+
+    // Unassociated alpha comes back as stored where it is opaque enough to carry the colour.
+    const std::string rgba = dir.Path("rgba.tif");
+    ASSERT_TRUE(RunPython("from PIL import Image\nim = Image.open('" + photo +
+                              "').convert('RGBA')\nim.putalpha(Image.linear_gradient('L').resize(im.size))\n"
+                              "im.save('" +
+                              rgba + "', compression='tiff_deflate')\n",
+                          dir.szPath));
+    ASSERT_EQ(LoadPath(rgba, image), 32);
+    ExpectStraightAlpha(image, DecodeWithPillow(rgba));
+    const std::string t16 = dir.Path("t16.tif");
+    ASSERT_TRUE(Shell("convert '" + photo + "' -depth 16 -compress lzw '" + t16 + "'"));
+    ASSERT_EQ(LoadPath(t16, image), 48);
+    EXPECT_EQ(Compare(image, DecodeWithMagick(t16), 1).nOver, 0);
+}
+
+TEST_F(PlatformCodecs, GIFTakesTheFirstFrameWithTransparency)
+{
+    const std::string anim = dir.Path("anim.gif");
+    ASSERT_TRUE(Shell("convert -delay 10 '" + photo + "' -size 61x43 xc:blue -loop 0 '" + anim + "'"));
+    LImageBuffer image;
+    RecordingProcess process;
+    ASSERT_EQ(LoadPath(anim, image, &process), 8);
+    EXPECT_TRUE(Has(process.arStatus, "Decoding GIF image"));
+    EXPECT_EQ(Compare(image, DecodeWithPillow(anim), 0).nOver, 0);
+
+    const std::string clear = dir.Path("clear.gif");
+    ASSERT_TRUE(RunPython("from PIL import Image\nim = Image.open('" + photo +
+                              "').convert('P', palette=Image.ADAPTIVE, colors=32)\nim.save('" + clear +
+                              "', transparency=2, interlace=1)\n",
+                          dir.szPath));
+    ASSERT_EQ(LoadPath(clear, image), 5); // a 32-colour table
+    const Diff d = Compare(image, DecodeWithPillow(clear), 0);
+    EXPECT_EQ(d.nOver, 0) << d.iMaxDelta;
+}
+
+TEST_F(PlatformCodecs, JPEG2000AndWebPBothWays)
+{
+    const std::string jp2 = dir.Path("im.jp2");
+    ASSERT_TRUE(Shell("convert '" + photo + "' -quality 0 '" + jp2 + "'")); // lossless
+    LImageBuffer image;
+    RecordingProcess process;
+    ASSERT_EQ(LoadPath(jp2, image, &process), 24);
+    EXPECT_TRUE(Has(process.arStatus, "Decoding JPEG 2000 image"));
+    EXPECT_EQ(Compare(image, DecodeWithPillow(photo), 0).nOver, 0);
+    const std::string j2k = dir.Path("bare.j2k"), bareJp2 = dir.Path("bare.jp2");
+    ASSERT_TRUE(Shell("convert '" + photo + "' -quality 0 '" + j2k + "'"));
+    ASSERT_TRUE(Shell("cp '" + j2k + "' '" + bareJp2 + "'"));
+    ASSERT_EQ(LoadPath(bareJp2, image), 24);
+    EXPECT_EQ(Compare(image, DecodeWithPillow(photo), 0).nOver, 0);
+
+    // Lossy: a lower quality gives a smaller file that is still recognisably the picture.
+    LImageBuffer src;
+    ASSERT_GT(LoadPath(photo, src), 0);
+    LImageEncodeSettings settings;
+    long sizes[2];
+    double errors[2];
+    int i = 0;
+    for (int q : {30, 90})
+    {
+        settings.jpeg2000.iQuality = q;
+        const std::string path = dir.Path("lossy" + std::to_string(q) + ".jp2");
+        ASSERT_TRUE(LImage::Save(src, path.c_str(), settings, 3000));
+        sizes[i++] = long(ReadFile(path).size());
+        errors[i - 1] = MeanError(src, DecodeWithMagick(path));
+    }
+    EXPECT_LT(sizes[0], sizes[1]);
+    EXPECT_LT(errors[1], 2.0);
+    EXPECT_GT(errors[0], errors[1]);
+
+    // WebP made by Pillow, lossless with alpha, and animated.
+    const std::string webp = dir.Path("a.webp"), anim = dir.Path("anim.webp");
+    ASSERT_TRUE(
+        RunPython("from PIL import Image\nim = Image.open('" + photo +
+                      "').convert('RGBA')\nim.putalpha(Image.linear_gradient('L').resize(im.size))\n"
+                      "im.save('" +
+                      webp +
+                      "', lossless=True, exact=True)\nb = Image.new('RGBA', im.size, (0, 0, 255, 255))\n"
+                      "im.save('" +
+                      anim + "', save_all=True, append_images=[b], lossless=True, exact=True)\n",
+                  dir.szPath));
+    ASSERT_EQ(LoadPath(webp, image, &process), 32);
+    EXPECT_TRUE(Has(process.arStatus, "Decoding WebP image"));
+    EXPECT_EQ(Compare(image, DecodeWithPillow(webp), 0).nOver, 0);
+    ASSERT_EQ(LoadPath(anim, image), 32);
+    EXPECT_EQ(Compare(image, DecodeWithPillow(webp), 0).nOver, 0);
+
+    FillPattern(src, 40, 30, true);
+    for (int q : {10, 95})
+    {
+        settings.webp.iQuality = q;
+        const std::string path = dir.Path("w" + std::to_string(q) + ".webp");
+        RecordingProcess save;
+        ASSERT_TRUE(LImage::Save(save, src, path.c_str(), settings));
+        EXPECT_TRUE(Has(save.arStatus, "Encoding WebP image"));
+        const Reference ref = DecodeWithPillow(path);
+        ASSERT_TRUE(ref.IsValid());
+        // Alpha is kept without loss; colour within the lossy budget.
+        for (int y = 0; y < 30; ++y)
+            for (int x = 0; x < 40; ++x)
+                ASSERT_EQ(ref.rgba[(size_t(y) * 40 + x) * 4 + 3], src.GetRow(y)[4 * x + 3]);
+    }
+    EXPECT_LT(ReadFile(dir.Path("w10.webp")).size(), ReadFile(dir.Path("w95.webp")).size());
+}
+
+TEST_F(PlatformCodecs, DamagedFilesOfEveryFormatFail)
+{
+    struct Case
+    {
+        const char* szExt;
+        LImageCodecID codec;
+        const char* szMake;
+    } cases[] = {
+        {".jpg", LImageCodecJPEG, "convert PHOTO -quality 90 OUT"},
+        {".jpg", LImageCodecJPEG, "convert PHOTO -quality 90 -interlace JPEG OUT"},
+        {".png", LImageCodecPNG, "convert PHOTO OUT"},
+        {".tif", LImageCodecTIFF, "convert PHOTO -compress lzw OUT"},
+        {".tif", LImageCodecTIFF, "convert PHOTO -compress none OUT"},
+        {".tif", LImageCodecTIFF, "convert PHOTO -depth 16 -compress zip OUT"},
+        {".gif", LImageCodecGIF, "convert PHOTO OUT"},
+        {".jp2", LImageCodecJPEG2000, "convert PHOTO -quality 0 OUT"},
+        {".webp", LImageCodecWEBP, "convert PHOTO -quality 80 OUT"},
+        {".dng", LImageCodecDNG, "convert PHOTO -compress none TIFF:OUT"},
+        {".nef", LImageCodecRawNikon, "convert PHOTO -quality 90 JPEG:OUT"},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(std::string(c.szMake) + c.szExt);
+        const std::string path = dir.Path(std::string("d") + c.szExt);
+        std::string make = c.szMake;
+        make.replace(make.find("PHOTO"), 5, "'" + photo + "'");
+        const size_t at = make.find("OUT");
+        make.replace(at, 3, (make[at - 1] == ':' ? "" : "") + std::string("'") + path + "'");
+        ASSERT_TRUE(Shell(make));
+        const std::vector<uint8_t> whole = ReadFile(path);
+        LImageBuffer image;
+        LProcessInterfaceVoid process;
+        const bool raw = c.codec == LImageCodecDNG || c.codec == LImageCodecRawNikon;
+        if (!raw)
+        {
+            ASSERT_EQ(LoadBytes(whole, c.codec, image, process), LProcessResultSuccess);
+        }
+        for (size_t cut :
+             {size_t(0), size_t(8), size_t(40), whole.size() / 3, whole.size() * 2 / 3, whole.size() - 20})
+        {
+            // The tail of a TIFF holds optional directory values; losing them loses no pixel.
+            if (c.codec == LImageCodecTIFF && cut == whole.size() - 20)
+                continue;
+            std::vector<uint8_t> part(whole.begin(), whole.begin() + long(cut));
+            EXPECT_EQ(LoadBytes(part, c.codec, image, process), LProcessResultFailed) << "cut at " << cut;
+            EXPECT_FALSE(image.IsValid());
+        }
+        // Flipped bits in the header and in the middle must fail or decode, never crash.
+        for (size_t at = 2; at < whole.size(); at += at < 64 ? 5 : whole.size() / 7)
+        {
+            std::vector<uint8_t> bad = whole;
+            for (size_t k = at; k < std::min(bad.size(), at + 4); ++k)
+                bad[k] ^= 0xA5;
+            const LProcessResult r = LoadBytes(bad, c.codec, image, process);
+            EXPECT_TRUE(r == LProcessResultSuccess ? image.IsValid() : !image.IsValid());
+        }
+    }
+}
+
+TEST_F(PlatformCodecs, StopRequestsAreHonoured)
+{
+    LImageBuffer src;
+    FillPattern(src, 300, 200, false);
+    for (const char* ext : {".jpg", ".png", ".tif", ".bmp", ".webp", ".jp2"})
+    {
+        SCOPED_TRACE(ext);
+        const std::string path = dir.Path(std::string("s") + ext);
+        RecordingProcess stopSave;
+        stopSave.iStopAfter = 1;
+        EXPECT_FALSE(LImage::Save(stopSave, src, path.c_str(), LImageEncodeSettings()));
+        EXPECT_TRUE(stopSave.arErrors.empty()); // a stop is not a failure
+        EXPECT_NE(access(path.c_str(), F_OK), 0);
+        ASSERT_TRUE(LImage::Save(src, path.c_str()));
+        RecordingProcess stopLoad;
+        stopLoad.iStopAfter = 1;
+        LImageBuffer image;
+        EXPECT_EQ(LImage::Load(stopLoad, image, path.c_str()), 0);
+        EXPECT_TRUE(stopLoad.arErrors.empty());
+    }
+}
+
+TEST_F(PlatformCodecs, CameraRawThroughLibRaw)
+{
+    const std::string dng = dir.Path("t.dng");
+    ASSERT_TRUE(
+        Shell("/usr/bin/python3 '" QUENDREL_SOURCE_DIR "/tests/data/codecs/make_dng.py' '" + dng + "'"));
+    LImageBuffer image;
+    RecordingProcess process;
+    ASSERT_EQ(LoadPath(dng, image, &process), 48);
+    EXPECT_TRUE(Has(process.arStatus, "Decoding DNG image"));
+    ASSERT_EQ(image.GetWidth(), 64);
+    ASSERT_EQ(image.GetHeight(), 48);
+    // Developed colour: red dominates the left half, blue the right.
+    const uint8_t* left = image.GetRow(24) + 4 * 8;
+    const uint8_t* right = image.GetRow(24) + 4 * 56;
+    EXPECT_GT(left[2], left[0] + 100);
+    EXPECT_GT(right[0], right[2] + 100);
+    EXPECT_EQ(left[3], 255);
+    // The same file named as a camera family goes through the same decoder.
+    const std::string nef = dir.Path("t.nef");
+    ASSERT_TRUE(Shell("cp '" + dng + "' '" + nef + "'"));
+    RecordingProcess nikon;
+    EXPECT_EQ(LoadPath(nef, image, &nikon), 48);
+    EXPECT_TRUE(Has(nikon.arStatus, "Decoding Raw Nikon image"));
+    // Cut short, it fails.
+    std::vector<uint8_t> bytes = ReadFile(dng);
+    bytes.resize(bytes.size() / 2);
+    LProcessInterfaceVoid quiet;
+    EXPECT_EQ(LoadBytes(bytes, LImageCodecDNG, image, quiet), LProcessResultFailed);
+}
