@@ -1,6 +1,11 @@
 #pragma once
 // PNM reader and writer, as processes over the stream classes. Failure is result 2 with no message
-// of its own; the registry words it.
+// of its own; the registry words it. Defined for LInputStreamFile and LInputStreamBuffer on reading,
+// LOutputStreamFile and LOutputStreamByteArray on writing.
+//
+// The writer's variant comes from settings.iType (0 to 5 write "P1" to "P6"). The monochrome
+// variants write 1 for a light pixel, while the reader takes 1 as black: a monochrome file
+// written here reads back inverted, and that stays so.
 
 #include "codecs/LImageEncodeSettings.h"
 #include "foundation/LProcessInterface.h"
@@ -24,15 +29,7 @@ struct LProcessPNMSave
 };
 
 template <class Base>
-LProcessResult Process(LProcessInterface& process, LProcessPNMLoad<Base>& data)
-{
-    (void)process, (void)data;
-    return LProcessResultFailed; // FIXME: not written yet
-}
+LProcessResult Process(LProcessInterface& process, LProcessPNMLoad<Base>& data);
 
 template <class Base>
-LProcessResult Process(LProcessInterface& process, LProcessPNMSave<Base>& data)
-{
-    (void)process, (void)data;
-    return LProcessResultFailed; // FIXME: not written yet
-}
+LProcessResult Process(LProcessInterface& process, LProcessPNMSave<Base>& data);

@@ -1,6 +1,13 @@
 #pragma once
 // WBMP reader and writer, as processes over the stream classes. Failure is result 2 with no message
-// of its own; the registry words it.
+// of its own; the registry words it. Defined for LInputStreamFile and LInputStreamBuffer on reading,
+// LOutputStreamFile and LOutputStreamByteArray on writing.
+//
+// The reader reports a depth of 2 for these one-bit files: callers only show the number. The
+// writer never thresholds plainly: it mixes an ordered pattern with noise from rand(), so its
+// output varies between runs as the random sequence does.
+
+#include <cstdint>
 
 #include "foundation/LProcessInterface.h"
 #include "foundation/LStream.h"
@@ -21,16 +28,12 @@ struct LProcessWBMPSave
     const LImageBuffer* lpImage = nullptr;
 };
 
-template <class Base>
-LProcessResult Process(LProcessInterface& process, LProcessWBMPLoad<Base>& data)
-{
-    (void)process, (void)data;
-    return LProcessResultFailed; // FIXME: not written yet
-}
+// Multi-byte integers: 7 bits a byte, high group first, bit 7 set on all but the last byte.
+// Encodes up to 28 bits into out and returns the byte count, 0 for a larger value.
+int LWBMPEncodeMultiByte(uint32_t value, uint8_t* out);
 
 template <class Base>
-LProcessResult Process(LProcessInterface& process, LProcessWBMPSave<Base>& data)
-{
-    (void)process, (void)data;
-    return LProcessResultFailed; // FIXME: not written yet
-}
+LProcessResult Process(LProcessInterface& process, LProcessWBMPLoad<Base>& data);
+
+template <class Base>
+LProcessResult Process(LProcessInterface& process, LProcessWBMPSave<Base>& data);
