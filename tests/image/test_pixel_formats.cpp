@@ -4,14 +4,7 @@
 #include <cstring>
 
 #include "image/LImageBuffer.h"
-
-namespace
-{
-uint16_t WordAt(const uint8_t* p)
-{
-    return uint16_t(p[0] | p[1] << 8);
-}
-} // namespace
+#include "imgpro_test_util.h"
 
 TEST(LPixelFormats, ExpansionIsTheRoundedIdeal)
 {
@@ -108,7 +101,7 @@ TEST(LImageIterator, WritesEveryFormatIncludingTheMisplacedAlphaBit)
     ASSERT_TRUE(LImage::New(b, 1, 1, B5G5R5A1));
     LImageIterator it(b);
     it.Write(LPixelColour(0, 0, 0, 255));
-    EXPECT_EQ(WordAt(b.GetData()), 0x0080);
+    EXPECT_EQ(Bytes(b.GetData(), 2), (std::vector<int>{0x80, 0}));
     EXPECT_EQ(it.Read(), LPixelColour(0, 33, 0, 0));
 }
 
@@ -121,10 +114,9 @@ TEST(LImageIterator, WalksRowsInMemoryOrderSkippingPadding)
     for (LImageIterator it(b); !it.IsEnd(); it.Next(), ++n)
         it.Write(LPixelColour(uint8_t(n), uint8_t(n), uint8_t(n), 255));
     EXPECT_EQ(n, 6);
-    EXPECT_EQ(b.GetData()[6], 2);
-    EXPECT_EQ(b.GetData()[9], 0xEE); // padding
-    EXPECT_EQ(b.GetData()[12], 3);   // second row starts at 12
-    EXPECT_EQ(b.GetData()[20], 5);
+    const int E = 0xEE; // padding
+    EXPECT_EQ(Bytes(b.GetData(), 24),
+              (std::vector<int>{0, 0, 0, 1, 1, 1, 2, 2, 2, E, E, E, 3, 3, 3, 4, 4, 4, 5, 5, 5, E, E, E}));
 
     LImageConstIterator r(b);
     r.MoveTo(1, 1);
