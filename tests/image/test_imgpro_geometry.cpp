@@ -103,11 +103,8 @@ TEST(LImgProScaleBi, EnlargingAndShrinkingKeepUniformAndOrder)
     for (int y = 0; y < 23; ++y)
         for (int x = 0; x < 37; ++x)
         {
-            uint8_t* p = Px(src, x, y);
-            p[0] = uint8_t(x * 7);
-            p[1] = uint8_t(y * 11);
-            p[2] = 77;
-            p[3] = 255;
+            const uint8_t p[4] = {uint8_t(x * 7), uint8_t(y * 11), 77, 255};
+            memcpy(Px(src, x, y), p, 4);
         }
     for (auto [w, h] : {std::pair{80, 51}, std::pair{11, 9}, std::pair{36, 22}, std::pair{2, 2}})
     {
