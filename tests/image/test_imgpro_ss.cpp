@@ -8,7 +8,7 @@
 
 namespace
 {
-// The staircase of boxes exactly as described: one running window per level, slid by one pixel,
+// The staircase of boxes written the slow, plain way: one running window per level, slid by one pixel,
 // clipped at the ends with the weight scaled to the true window.
 std::vector<uint8_t> ReferenceLine(const LImgProSS& ss, const std::vector<uint8_t>& in, int fade,
                                    bool sharpen)
