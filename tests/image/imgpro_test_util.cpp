@@ -2,12 +2,12 @@
 
 #include "image/LImgProBands.h"
 
-SingleThreaded::SingleThreaded()
+ThreadCount::ThreadCount(int n)
 {
-    LImgProSetThreadCount(1);
+    LImgProSetThreadCount(n);
 }
 
-SingleThreaded::~SingleThreaded()
+ThreadCount::~ThreadCount()
 {
     LImgProSetThreadCount(0);
 }

@@ -1,6 +1,6 @@
 #pragma once
 // Shared helpers of the kernel tests: deterministic images, a process interface that counts and
-// can stop, and buffer comparison.
+// can stop, buffer comparison and thread-count control.
 
 #include <cstdint>
 #include <cstring>
@@ -11,6 +11,7 @@
 class TestProcess : public LProcessInterface
 {
 public:
+    TestProcess(int stopAfter = 1 << 30) : iStopAfter(stopAfter) {}
     bool IsToStop() override { return ++iStopCalls > iStopAfter; }
     int ProcessWait(int) override { return 2; }
     int ProcessWaitSignal(LSignalObject&, int) override { return 2; }
@@ -18,7 +19,7 @@ public:
     void SetProgress(double f) override { arProgress.push_back(f); }
 
     int iStopCalls = 0;
-    int iStopAfter = 1 << 30;
+    int iStopAfter;
     std::vector<double> arProgress;
 };
 
@@ -61,9 +62,32 @@ inline uint8_t* Px(const LImageBuffer& b, int x, int y)
     return b.GetRow(y) + x * (LGetPixelFormatBits(b.GetPixelFormat()) / 8);
 }
 
-// Runs the body with the kernels restricted to one thread, then restores the default.
-struct SingleThreaded
+// Bytes as ints, so that a run of them compares against a brace list with a readable failure.
+inline std::vector<int> Bytes(const uint8_t* p, int n)
 {
-    SingleThreaded();
-    ~SingleThreaded();
+    return std::vector<int>(p, p + n);
+}
+
+// Restricts the kernels to the given number of threads while alive, then restores the default.
+struct ThreadCount
+{
+    explicit ThreadCount(int n);
+    ~ThreadCount();
 };
+
+// Runs the kernel (which makes its own input and writes the result to the buffer given) on one
+// thread and on three; bands must not show in the output.
+template <class F>
+bool ThreadedEqualsPlain(F run)
+{
+    LImageBuffer plain, threaded;
+    {
+        ThreadCount one(1);
+        run(plain);
+    }
+    {
+        ThreadCount three(3);
+        run(threaded);
+    }
+    return plain.IsValid() && SamePixels(plain, threaded);
+}

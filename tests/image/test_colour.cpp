@@ -22,15 +22,12 @@ LColourRGB Rgb(double h, double s, double l)
 TEST(LColourHLS, HueTiesAndWorkedValues)
 {
     // Pure red: hue 0, full saturation, half lightness.
-    LColourHLS red = Hls(255, 0, 0);
-    EXPECT_DOUBLE_EQ(red.dHue, 0);
-    EXPECT_DOUBLE_EQ(red.dSaturation, 1);
-    EXPECT_DOUBLE_EQ(red.dLightness, 0.5);
-    // Red and green both largest: the green formula, (b - r)/(6*delta) + 1/3.
+    const LColourHLS red = Hls(255, 0, 0);
+    EXPECT_TRUE(red.dHue == 0 && red.dSaturation == 1 && red.dLightness == 0.5);
+    // Two channels tie for largest: red and green take the green formula, red and blue the red
+    // one (negative and left so), green and blue the blue one.
     EXPECT_NEAR(Hls(200, 200, 50).dHue, 1.0 / 6, 1e-12);
-    // Red and blue both largest: the red formula, negative and left so.
     EXPECT_NEAR(Hls(200, 50, 200).dHue, -1.0 / 6, 1e-12);
-    // Green and blue both largest: the blue formula.
     EXPECT_NEAR(Hls(50, 200, 200).dHue, 0.5, 1e-12);
     // Dark colours use 510*l, light ones 510 - 510*l.
     EXPECT_NEAR(Hls(100, 50, 50).dSaturation, 50.0 / 150, 1e-12);
@@ -42,8 +39,7 @@ TEST(LColourHLS, GreysAndColoursComeBack)
     for (int v = 0; v < 256; ++v)
     {
         const LColourHLS g = Hls(v, v, v);
-        EXPECT_EQ(g.dHue, 0);
-        EXPECT_EQ(g.dSaturation, 0);
+        EXPECT_TRUE(g.dHue == 0 && g.dSaturation == 0) << v;
         LColourRGB back;
         back = g;
         EXPECT_EQ(back, LColourRGB(uint8_t(v), uint8_t(v), uint8_t(v)));
@@ -87,11 +83,8 @@ TEST(ColorBlend, EndsAndMiddle)
 
 TEST(Round, HalvesAwayFromZero)
 {
-    EXPECT_EQ(Round(2.5), 3);
-    EXPECT_EQ(Round(-2.5), -3);
-    EXPECT_EQ(Round(2.49), 2);
-    EXPECT_EQ(Round(-0.5), -1);
-    EXPECT_EQ(Round(-0.49), 0);
+    for (auto [v, want] : {std::pair{2.5, 3}, {-2.5, -3}, {2.49, 2}, {-0.5, -1}, {-0.49, 0}})
+        EXPECT_EQ(Round(v), want) << v;
     EXPECT_EQ(Round(1.5f), 2.0f);
     EXPECT_EQ(Round(-1.5f), -2.0f);
 }

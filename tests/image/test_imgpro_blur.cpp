@@ -60,8 +60,7 @@ TEST(LImageBoxBlur, LinesAndThreadedPassesMatchClippedMeans)
             ReferenceBox(ref, horizontal, 4);
         EXPECT_TRUE(SamePixels(a, ref)) << threads;
     }
-    TestProcess stop;
-    stop.iStopAfter = 0;
+    TestProcess stop(0);
     LImageBlurSettings s;
     s.lpImage = &img;
     s.iRadius = 2;
@@ -101,28 +100,11 @@ TEST(LImgProMotionBlur, WorkedLinesCentreAndZeroRadius)
     ASSERT_TRUE(MakeImage(a, 7, 5, B8G8R8A8, 2));
     ASSERT_TRUE(MakeImage(b, 7, 5, B8G8R8A8, 2));
     ASSERT_EQ(LImgProMotionBlur(p, a, 0.0, 3, 2, true), 0);
-    for (int y = 0; y < 5; ++y)
-        for (int x = 0; x < 7; ++x)
-        {
-            EXPECT_EQ(memcmp(Px(a, x, y), Px(b, x, y), 3), 0);
-            EXPECT_EQ(Px(a, x, y)[3], x == 3 && y == 2 ? Px(b, x, y)[3] : 255);
-        }
-}
-
-TEST(LImgProMotionBlur, ThreadedEqualsPlain)
-{
-    LImageBuffer a, b;
-    ASSERT_TRUE(MakeImage(a, 31, 27, B8G8R8A8, 6));
-    ASSERT_TRUE(MakeImage(b, 31, 27, B8G8R8A8, 6));
-    TestProcess p;
+    for (int i = 0; i < 35; ++i)
     {
-        SingleThreaded one;
-        ASSERT_EQ(LImgProMotionBlur(p, a, 6.0, 10, 12, true), 0);
+        const uint8_t *q = Px(a, i % 7, i / 7), *o = Px(b, i % 7, i / 7);
+        EXPECT_TRUE(!memcmp(q, o, 3) && q[3] == (i == 17 ? o[3] : 255)) << i;
     }
-    LImgProSetThreadCount(3);
-    ASSERT_EQ(LImgProMotionBlur(p, b, 6.0, 10, 12, true), 0);
-    LImgProSetThreadCount(0);
-    EXPECT_TRUE(SamePixels(a, b));
 }
 
 namespace
@@ -131,19 +113,20 @@ namespace
 void ReferenceNoise(LImageBuffer& img, const LImgProNoiseSettings& s)
 {
     const int w = img.GetWidth(), h = img.GetHeight(), P = s.iPatchRadius, S = s.iSearchRadius;
-    auto col = [&](int x, int y, int k) { return Px(img, x, y)[2 - k] / 255.0; };
+    std::vector<double> in(size_t(w) * h * 3), sum(size_t(w) * h * 4, 0.0);
+    for (int i = 0; i < w * h; ++i)
+        for (int k = 0; k < 3; ++k)
+            in[i * 3 + k] = Px(img, i % w, i / w)[2 - k] / 255.0;
+    auto col = [&](int x, int y, int k) { return in[(size_t(y) * w + x) * 3 + k]; };
     auto D = [&](int x, int y, int dx, int dy)
     {
-        if (x + dx >= w || y + dy >= h)
-            return 0.0;
         double d = 0;
-        for (int k = 0; k < 3; ++k)
-            d += (col(x, y, k) - col(x + dx, y + dy, k)) * (col(x, y, k) - col(x + dx, y + dy, k));
+        for (int k = 0; k < 3 && x + dx < w && y + dy < h; ++k)
+            d += std::pow(col(x, y, k) - col(x + dx, y + dy, k), 2);
         return d;
     };
     const double c = -2.0 * s.fNoise * s.fNoise,
                  hh = std::max(std::pow(s.fNoise * s.fSmoothing, 2.0), 0.0001);
-    std::vector<double> sum(size_t(w) * h * 4, 0.0);
     for (int dy = 0; dy <= S; ++dy)
         for (int dx = 0; dx <= S; ++dx)
             for (int y = 0; y < h; ++y)
@@ -165,23 +148,14 @@ void ReferenceNoise(LImageBuffer& img, const LImgProNoiseSettings& s)
                     sum[a + 3] += wt;
                     sum[b + 3] += wt;
                 }
-    std::vector<uint8_t> out(size_t(w) * h * 3);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-        {
-            double* q = &sum[(size_t(y) * w + x) * 4];
-            for (int k = 0; k < 3; ++k)
-                out[(size_t(y) * w + x) * 3 + k] =
-                    uint8_t(std::clamp((q[k] + col(x, y, k)) * 255 / (q[3] + 1), 0.0, 255.0));
-        }
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-            for (int k = 0; k < 3; ++k)
-                Px(img, x, y)[2 - k] = out[(size_t(y) * w + x) * 3 + k];
+    for (int i = 0; i < w * h; ++i)
+        for (int k = 0; k < 3; ++k)
+            Px(img, i % w, i / w)[2 - k] = uint8_t(
+                std::clamp((sum[i * 4 + k] + in[i * 3 + k]) * 255 / (sum[i * 4 + 3] + 1), 0.0, 255.0));
 }
 } // namespace
 
-TEST(LImgProNoise, MatchesDirectPatchSumsAndSmoothsNoise)
+TEST(LImgProNoise, MatchesDirectPatchSumsAndStops)
 {
     LImgProNoiseSettings s;
     s.fNoise = 0.3f;
@@ -193,41 +167,14 @@ TEST(LImgProNoise, MatchesDirectPatchSumsAndSmoothsNoise)
     ASSERT_TRUE(MakeImage(ref, 13, 11, B8G8R8A8, 17));
     TestProcess p;
     {
-        SingleThreaded one;
+        ThreadCount one(1);
         ASSERT_EQ(LImgProNoiseReduction(p, a, s), 0);
     }
     ReferenceNoise(ref, s);
-    for (int y = 0; y < 11; ++y)
-        for (int x = 0; x < 13; ++x)
-        {
-            for (int c = 0; c < 3; ++c)
-                ASSERT_NEAR(Px(a, x, y)[c], Px(ref, x, y)[c], 1) << x << "," << y;
-            ASSERT_EQ(Px(a, x, y)[3], Px(ref, x, y)[3]); // alpha untouched
-        }
+    // Rounding of the sums may differ by one; alpha is untouched.
+    for (int i = 0; i < 13 * 11 * 4; ++i)
+        ASSERT_NEAR(a.GetData()[i], ref.GetData()[i], i % 4 == 3 ? 0 : 1) << i;
 
-    // A flat grey with a little noise comes out flatter; bands make the same picture every time.
-    LImageBuffer flat, again;
-    for (LImageBuffer* b : {&flat, &again})
-    {
-        ASSERT_TRUE(b->AllocateNewBuffer(LImageFormat(B8G8R8, 40, 30)));
-        for (int y = 0; y < 30; ++y)
-            for (int x = 0; x < 40; ++x)
-                memset(Px(*b, x, y), 120 + (x * 7 + y * 13) % 9 - 4, 3);
-    }
-    LImgProSetThreadCount(2);
-    LImgProNoiseSettings d;
-    d.iSearchRadius = 4;
-    ASSERT_EQ(LImgProNoiseReduction(p, flat, d), 0);
-    ASSERT_EQ(LImgProNoiseReduction(p, again, d), 0);
-    LImgProSetThreadCount(0);
-    EXPECT_TRUE(SamePixels(flat, again));
-    int spread = 0;
-    for (int y = 0; y < 30; ++y)
-        for (int x = 0; x < 40; ++x)
-            spread = std::max(spread, std::abs(Px(flat, x, y)[0] - 120));
-    EXPECT_LE(spread, 2);
-
-    TestProcess stop;
-    stop.iStopAfter = 0;
-    EXPECT_EQ(LImgProNoiseReduction(stop, flat, d), LProcessResultCancelled);
+    TestProcess stop(0);
+    EXPECT_EQ(LImgProNoiseReduction(stop, a, s), LProcessResultCancelled);
 }
