@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/LStream.h"
-#include "test_files_support.h"
+#include "foundation_test_support.h"
 
 #include <chrono>
 #include <fcntl.h>
