@@ -130,36 +130,24 @@ TEST(Pipeline, PointTransformMapsAboutTheCentresWithYUp)
     const double turn[6] = {0, -1, 0, 1, 0, 0}; // a quarter turn
     memcpy(c->adTransform, turn, sizeof(turn));
 
-    struct Case
+    auto expect = [](const std::function<bool(int&, int&)>& map, int x, int y, bool inside, int toX, int toY)
     {
-        QDImagePipelineElement* lpElement;
-        int x, y;
-        bool bInside;
-        int outX, outY;
+        EXPECT_EQ(map(x, y), inside);
+        EXPECT_TRUE(x == toX && y == toY) << "got " << x << "," << y;
     };
-    const Case cases[] = {
-        {a, 3, 7, true, 3, 7}, // identity
-        {a, 10, 7, false, 10, 7},
-        {b, 3, 7, true, 5, 6}, // dx -2, dy -2 -> (0, -1) -> (5, 6)
-        {c, 8, 5, true, 5, 2}, // dx 3, dy 0 -> (0, 3) -> (5, 2)
-    };
-    for (const Case& k : cases)
-    {
-        int x = k.x, y = k.y;
-        EXPECT_EQ(k.lpElement->GetPointTransformed(x, y), k.bInside);
-        EXPECT_TRUE(x == k.outX && y == k.outY) << k.x << "," << k.y << " -> " << x << "," << y;
-    }
-
-    // Through the pipeline behind a: b then c; (5, 6) -> dx 0, dy -1 -> (1, 0) -> (6, 5).
-    int x = 3, y = 7;
-    EXPECT_TRUE(project.pipeline.GetPointTransformed(x, y, a));
-    EXPECT_TRUE(x == 6 && y == 5);
-    c->bVisible = false; // a hidden element ends the walk
-    x = 3, y = 7;
-    EXPECT_TRUE(project.pipeline.GetPointTransformed(x, y, a));
-    EXPECT_TRUE(x == 5 && y == 6);
+    auto of = [](QDImagePipelineElement* e)
+    { return [e](int& x, int& y) { return e->GetPointTransformed(x, y); }; };
+    auto behindA = [&](int& x, int& y) { return project.pipeline.GetPointTransformed(x, y, a); };
+    expect(of(a), 3, 7, true, 3, 7); // identity
+    expect(of(a), 10, 7, false, 10, 7);
+    expect(of(b), 3, 7, true, 5, 6);   // dx -2, dy -2 -> (0, -1) -> (5, 6)
+    expect(of(c), 8, 5, true, 5, 2);   // dx 3, dy 0 -> (0, 3) -> (5, 2)
+    expect(behindA, 3, 7, true, 6, 5); // b, then c: (5, 6) -> dx 0, dy -1 -> (1, 0) -> (6, 5)
+    c->bVisible = false;               // a hidden element ends the walk
+    expect(behindA, 3, 7, true, 5, 6);
     b->adTransform[2] = 50; // leaving the picture on the way fails
-    EXPECT_FALSE(project.pipeline.GetPointTransformed(x, y, a));
+    int x = 3, y = 7;
+    EXPECT_FALSE(behindA(x, y));
 
     // Sizes are clamped into 32 bits.
     a->SetDimensions(LBoundingBox2T<double>(5, 5, 2, 2));

@@ -43,11 +43,7 @@ public:
     bool bAllOnMain = true;
 };
 
-struct Step
-{
-    TestOp eOp;
-    int iAmount;
-};
+using Step = std::pair<TestOp, int>; // operation, amount
 
 class RenderTest : public ::testing::Test
 {
@@ -104,7 +100,7 @@ protected:
             {
                 uint32_t p = PixelAt(source, int((i + 0.5) * kW / width), int((j + 0.5) * kH / height));
                 for (const Step& s : steps)
-                    p = ApplyTestOp(s.eOp, s.iAmount, p);
+                    p = ApplyTestOp(s.first, s.second, p);
                 PixelAt(want, i, j) = p;
             }
         EXPECT_EQ(Differences(got, want), 0);
