@@ -91,19 +91,18 @@ TEST(UndoStack, SavedStateFollowsTheSavedItem)
     EXPECT_FALSE(stack.IsCurrentStateSaved());
 
     // Saved with two undone, then with everything undone (the bottom is the saved state).
-    using Move = void (LUndoRedoStack::*)();
-    const Move u = &LUndoRedoStack::Undo, r = &LUndoRedoStack::Redo, walk[4] = {r, u, u, r};
-    const std::pair<Move, std::vector<bool>> rounds[] = {
-        {u, {false, true, false, true}}, {&LUndoRedoStack::UndoAll, {false, true, true, false}}};
-    for (const auto& [toSave, expected] : rounds)
+    // Then redo, undo, undo, redo, each followed by whether the state reads as saved.
+    const std::pair<bool, std::vector<bool>> rounds[] = {{false, {false, true, false, true}},
+                                                         {true, {false, true, true, false}}};
+    for (const auto& [all, expected] : rounds)
     {
-        (stack.*toSave)();
+        all ? stack.UndoAll() : stack.Undo();
         stack.Undo();
         stack.MarkCurrentStateAsSaved();
         EXPECT_TRUE(stack.IsCurrentStateSaved());
         for (int i = 0; i < 4; ++i)
         {
-            (stack.*walk[i])();
+            i == 0 || i == 3 ? stack.Redo() : stack.Undo();
             EXPECT_EQ(stack.IsCurrentStateSaved(), expected[size_t(i)]) << "step " << i;
         }
     }
