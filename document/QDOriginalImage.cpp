@@ -3,12 +3,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <vector>
 
 #include "document/LQDCacheStore.h"
 #include "document/QDImagePipeline.h"
 #include "document/QDProject.h"
 #include "image/LImageBuffer.h"
+#include "image/LImageTransform.h"
 
 QDOriginalImage::QDOriginalImage()
 {
@@ -37,8 +37,10 @@ QDOriginalImage::QDOriginalImage(const LImageBuffer& buffer, float lowResScale) 
         four = &converted;
     }
     LImageBuffer low;
-    if (QDResizeNearest(*four, low, LowResSize(buffer.GetWidth(), fLowResScale),
-                        LowResSize(buffer.GetHeight(), fLowResScale)))
+    LProcessInterfaceVoid silent;
+    if (LImage::Resize(silent, *four, low, LowResSize(buffer.GetWidth(), fLowResScale),
+                       LowResSize(buffer.GetHeight(), fLowResScale), false,
+                       LImage::ResizeNearest) == LProcessResultSuccess)
         iLowResCacheId = LQDCacheNewImage(low);
 }
 
@@ -80,11 +82,16 @@ LProcessResult QDOriginalImage::RenderLowResImage(LProcessInterface& process, LI
     if (result != LProcessResultSuccess)
         return result;
     LImageBuffer low;
-    if (!QDResizeNearest(buffer, low, LowResSize(buffer.GetWidth(), fLowResScale),
-                         LowResSize(buffer.GetHeight(), fLowResScale)))
+    result = LImage::Resize(process, buffer, low, LowResSize(buffer.GetWidth(), fLowResScale),
+                            LowResSize(buffer.GetHeight(), fLowResScale), false, LImage::ResizeNearest);
+    if (result != LProcessResultSuccess || !low.IsValid())
     {
-        process.SetError("Out of memory");
-        return LProcessResultFailed;
+        if (result != LProcessResultCancelled)
+        {
+            process.SetError("Out of memory");
+            result = LProcessResultFailed;
+        }
+        return result;
     }
     buffer.Assign(low);
     process.SetProgress(1.0);
@@ -173,32 +180,6 @@ QDOriginalImage* QDOriginalImageFactory::CreateLayer(QDProject& project, const L
         snprintf(element->szFilePath, sizeof(element->szFilePath), "%s", path);
     project.AddPipelineElement(element, bAddUndo);
     return element;
-}
-
-bool QDResizeNearest(const LImageBuffer& source, LImageBuffer& destination, int width, int height)
-{
-    if (!source.IsValid() || source.GetPixelFormat() != B8G8R8A8 || width < 1 || height < 1)
-        return false;
-    if (!LImage::New(destination, width, height, B8G8R8A8))
-        return false;
-    int sw = source.GetWidth(), sh = source.GetHeight();
-    std::vector<int> xs(size_t(width), 0);
-    for (int i = 0; i < width; ++i)
-    {
-        int x = int((i + 0.5) * sw / width);
-        xs[size_t(i)] = x < sw ? x : sw - 1;
-    }
-    for (int j = 0; j < height; ++j)
-    {
-        int y = int((j + 0.5) * sh / height);
-        if (y >= sh)
-            y = sh - 1;
-        const uint32_t* in = reinterpret_cast<const uint32_t*>(source.GetRow(y));
-        uint32_t* out = reinterpret_cast<uint32_t*>(destination.GetRow(j));
-        for (int i = 0; i < width; ++i)
-            out[i] = in[xs[size_t(i)]];
-    }
-    return true;
 }
 
 void QDAlphaBlendOver(LImageBuffer& destination, const LImageBuffer& source)

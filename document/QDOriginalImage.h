@@ -63,8 +63,5 @@ public:
                                         bool bUnused, const char* path);
 };
 
-// Nearest-neighbour scaling onto a new B8G8R8A8 buffer: output column i takes source column
-// trunc((i + 0.5) * w / W), likewise for rows.
-bool QDResizeNearest(const LImageBuffer& source, LImageBuffer& destination, int width, int height);
 // Straight-alpha "over" of source onto destination of the same size, both B8G8R8A8.
 void QDAlphaBlendOver(LImageBuffer& destination, const LImageBuffer& source);

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <unistd.h>
 
+#include "codecs/LImage.h"
 #include "document/LQDCacheStore.h"
 #include "document/QDFolders.h"
 
-QDProject::ImageSaveFunction QDProject::lpfnImageSave = nullptr;
 QDProject::ProjectFileFunction QDProject::lpfnSaveProjectFile = nullptr;
 
 static std::atomic<int> giRecoveryFileCounter{0};
@@ -80,6 +80,16 @@ void QDProject::SetBackground(const LGuiColorAlpha& colour)
         first->SetDirty();
 }
 
+bool QDProject::HasSavedFilePath(const LImageCodecVetoer* vetoer) const
+{
+    if (szFilePath[0] == 0)
+        return false;
+    if (!vetoer)
+        return true;
+    LImageCodec codec;
+    return codec.InitFromFilePath(szFilePath) && vetoer->IsEnabled(codec, LImageIOWrite);
+}
+
 bool QDProject::HasUnsavedChanges() const
 {
     return !undoStack.IsCurrentStateSaved() || szName[0] == 0 ||
@@ -91,7 +101,7 @@ ERROR_CODE_SAVE QDProject::Save(const char* path, const LImageEncodeSettings& se
     LImageBuffer image;
     if (!LQDCacheLoadImage(image, iHighResCacheId) || !image.IsValid())
         return ERROR_CODE_SAVE_PREPARE;
-    if (!lpfnImageSave || !lpfnImageSave(image, path, settings, 3000))
+    if (!LImage::Save(image, path, settings, 3000))
         return ERROR_CODE_SAVE_ENCODE;
     snprintf(szFilePath, sizeof(szFilePath), "%s", path);
     undoStack.MarkCurrentStateAsSaved();

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "codecs/LImageCodec.h"
 #include "codecs/LImageEncodeSettings.h"
 #include "document/LGuiColor.h"
 #include "document/LUndoRedo.h"
@@ -26,12 +27,8 @@ enum ERROR_CODE_SAVE : int
 class QDProject
 {
 public:
-    // Writes an image file through the codec registry; installed by the program at start.
-    using ImageSaveFunction = bool (*)(const LImageBuffer& image, const char* path,
-                                       const LImageEncodeSettings& settings, int timeoutMs);
     // Writes the recovery file; installed by the project file code.
     using ProjectFileFunction = bool (*)(QDProject& project);
-    static ImageSaveFunction lpfnImageSave;
     static ProjectFileFunction lpfnSaveProjectFile;
 
     QDProject(unsigned width, unsigned height);
@@ -65,7 +62,8 @@ public:
     unsigned& GetPPIRef() { return iPPI; }
 
     void SetBackground(const LGuiColorAlpha& colour);
-    bool HasSavedFilePath() const { return szFilePath[0] != 0; }
+    // With a vetoer, the path's format must also be one it lets the program write.
+    bool HasSavedFilePath(const LImageCodecVetoer* vetoer = nullptr) const;
     bool HasUnsavedChanges() const;
     ERROR_CODE_SAVE Save(const char* path, const LImageEncodeSettings& settings);
     bool SaveProjectFile();

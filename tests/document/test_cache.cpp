@@ -1,7 +1,5 @@
 // The picture cache: file layout, lazy deletion and the delete thread's clean-up.
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -9,24 +7,26 @@
 #include <unistd.h>
 #include <vector>
 
-#include "doc_test_util.h"
-#include "document/DeleteFileThread.h"
-#include "document/LQDCacheStore.h"
+#include "doc_test_support.h"
 
 namespace
 {
-std::vector<uint8_t> ReadFile(int id)
+std::string PathOf(int id)
 {
     char path[260];
     EXPECT_TRUE(LQDCacheStore::MakeCacheFilePath(path, id));
-    std::ifstream in(path, std::ios::binary);
+    return path;
+}
+
+std::vector<uint8_t> ReadFile(int id)
+{
+    std::ifstream in(PathOf(id), std::ios::binary);
     return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
 bool FileExists(int id)
 {
-    char path[260];
-    return LQDCacheStore::MakeCacheFilePath(path, id) && access(path, F_OK) == 0;
+    return access(PathOf(id).c_str(), F_OK) == 0;
 }
 
 bool WaitFor(const std::function<bool()>& done)
@@ -43,11 +43,7 @@ TEST(CacheStore, FileIsTheFormatHeaderThenThePixels)
     MakePattern(image, 5, 3);
     int id = LQDCacheNewImage(image);
     ASSERT_GE(id, 0);
-    char path[260];
-    ASSERT_TRUE(LQDCacheStore::MakeCacheFilePath(path, id));
-    char expected[260];
-    snprintf(expected, sizeof(expected), "%s/%d.dat", TestCacheFolder().c_str(), id);
-    EXPECT_STREQ(path, expected);
+    EXPECT_EQ(PathOf(id), gTestCache + "/" + std::to_string(id) + ".dat");
 
     std::vector<uint8_t> bytes = ReadFile(id);
     ASSERT_EQ(bytes.size(), 56u + 5 * 3 * 4);
@@ -61,7 +57,7 @@ TEST(CacheStore, FileIsTheFormatHeaderThenThePixels)
 
     LImageBuffer back;
     ASSERT_TRUE(LQDCacheLoadImage(back, id));
-    EXPECT_EQ(memcmp(back.GetData(), image.GetData(), 60), 0);
+    EXPECT_EQ(Differences(back, image), 0);
 
     // Rewriting an id replaces the file; ids are never handed out twice.
     LImageBuffer other;
@@ -85,9 +81,8 @@ TEST(CacheStore, OtherFormatsComeBackAsFourChannels)
             uint8_t* p = rgb.GetRow(y) + x * 3;
             p[0] = uint8_t(10 * x), p[1] = uint8_t(20 * y), p[2] = 77;
         }
-    int id = LQDCacheNewImage(rgb);
     LImageBuffer back;
-    ASSERT_TRUE(LQDCacheLoadImage(back, id));
+    ASSERT_TRUE(LQDCacheLoadImage(back, LQDCacheNewImage(rgb)));
     ASSERT_EQ(back.GetPixelFormat(), B8G8R8A8);
     for (int y = 0; y < 2; ++y)
         for (int x = 0; x < 3; ++x)
@@ -99,10 +94,8 @@ TEST(CacheStore, DamagedFilesAreMissesNotCrashes)
     LImageBuffer image;
     MakePattern(image, 8, 8);
     int id = LQDCacheNewImage(image);
-    char path[260];
-    ASSERT_TRUE(LQDCacheStore::MakeCacheFilePath(path, id));
-
-    ASSERT_EQ(truncate(path, 56 + 100), 0); // pixels cut short
+    const std::string path = PathOf(id);
+    ASSERT_EQ(truncate(path.c_str(), 56 + 100), 0); // pixels cut short
     LImageBuffer back;
     EXPECT_FALSE(LQDCacheLoadImage(back, id));
     EXPECT_FALSE(back.IsValid());
@@ -110,12 +103,12 @@ TEST(CacheStore, DamagedFilesAreMissesNotCrashes)
 
     ASSERT_TRUE(LQDCacheSaveImage(image, id)); // a write revives the id
     EXPECT_TRUE(LQDCacheValid(id));
-    ASSERT_EQ(truncate(path, 30), 0); // header cut short
+    ASSERT_EQ(truncate(path.c_str(), 30), 0); // header cut short
     EXPECT_FALSE(LQDCacheLoadImage(back, id));
 
     // A header claiming an absurd size.
     ASSERT_TRUE(LQDCacheSaveImage(image, id));
-    FILE* f = fopen(path, "r+b");
+    FILE* f = fopen(path.c_str(), "r+b");
     ASSERT_NE(f, nullptr);
     int32_t huge[3] = {0, 1 << 30, 1 << 30};
     fwrite(huge, sizeof(huge), 1, f);
@@ -141,8 +134,8 @@ TEST(CacheStore, MarkedIdsReadInvalidUntilLoadedAndTheThreadRemovesTheRest)
     EXPECT_TRUE(LQDCacheValid(kept));
 
     // Leftovers of an earlier run go at start, whatever the case of the extension.
-    std::string stray = TestCacheFolder() + "/99999.DAT";
-    std::string other = TestCacheFolder() + "/notes.txt";
+    std::string stray = gTestCache + "/99999.DAT";
+    std::string other = gTestCache + "/notes.txt";
     fclose(fopen(stray.c_str(), "w"));
     fclose(fopen(other.c_str(), "w"));
 

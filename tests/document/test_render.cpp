@@ -1,15 +1,11 @@
-// The render thread end to end: a project from a picture and three pixel-changing elements,
-// rendered on the real thread with its notifications arriving on the main loop, checked against
-// pictures worked out here pixel by pixel.
-
-#include <gtest/gtest.h>
+// The render thread end to end: a project from a picture and pixel-changing elements, rendered on
+// the real thread with its notifications arriving on the main loop, checked against pictures
+// worked out here pixel by pixel.
 
 #include <cstring>
 #include <vector>
 
-#include "doc_test_util.h"
-#include "document/DeleteFileThread.h"
-#include "document/LQDCacheStore.h"
+#include "doc_test_support.h"
 #include "document/QDImagePipelineElementProcessingThread.h"
 #include "document/QDOriginalImage.h"
 #include "document/QDProject.h"
@@ -21,7 +17,6 @@ struct Received
     int iCode;
     QDProject* lpPointer; // what the data held, read as a pointer
     size_t nSize;
-    bool bMainThread;
 };
 
 class Receiver : public LQueuedNotifyDataHandler
@@ -32,14 +27,8 @@ public:
         QDProject* p = nullptr;
         if (data && size == sizeof(p))
             memcpy(&p, data, sizeof(p));
-        vReceived.push_back({code, p, size, LMainLoopIsMainThread()});
-    }
-    bool Has(int code) const
-    {
-        for (const Received& r : vReceived)
-            if (r.iCode == code)
-                return true;
-        return false;
+        vReceived.push_back({code, p, size});
+        bAllOnMain = bAllOnMain && LMainLoopIsMainThread();
     }
     // Codes other than progress, in order.
     std::vector<int> Codes() const
@@ -51,44 +40,10 @@ public:
         return codes;
     }
     std::vector<Received> vReceived;
+    bool bAllOnMain = true;
 };
 
-struct Step
-{
-    TestOp eOp;
-    int iAmount;
-};
-
-// The expected picture: the source (or its nearest-neighbour reduction) through the steps.
-void Expect(LImageBuffer& out, const LImageBuffer& source, int width, int height,
-            const std::vector<Step>& steps)
-{
-    LImage::New(out, width, height, B8G8R8A8);
-    for (int j = 0; j < height; ++j)
-        for (int i = 0; i < width; ++i)
-        {
-            int sx = int((i + 0.5) * source.GetWidth() / width);
-            int sy = int((j + 0.5) * source.GetHeight() / height);
-            uint32_t p = PixelAt(source, sx, sy);
-            for (const Step& s : steps)
-                p = ApplyTestOp(s.eOp, s.iAmount, p);
-            reinterpret_cast<uint32_t*>(out.GetRow(j))[i] = p;
-        }
-}
-
-// Counts differing pixels, reporting the first.
-int Differences(const LImageBuffer& a, const LImageBuffer& b)
-{
-    if (a.GetWidth() != b.GetWidth() || a.GetHeight() != b.GetHeight())
-        return -1;
-    int n = 0;
-    for (int y = 0; y < a.GetHeight(); ++y)
-        for (int x = 0; x < a.GetWidth(); ++x)
-            if (PixelAt(a, x, y) != PixelAt(b, x, y) && n++ == 0)
-                ADD_FAILURE() << "first difference at " << x << "," << y << ": " << std::hex
-                              << PixelAt(a, x, y) << " against " << PixelAt(b, x, y);
-    return n;
-}
+using Step = std::pair<TestOp, int>; // operation, amount
 
 class RenderTest : public ::testing::Test
 {
@@ -101,16 +56,20 @@ protected:
         if (!deleteThread.IsRunning())
             deleteThread.StartThread(LThreadPriorityNormal);
         MakePattern(source, kW, kH);
-        project = new QDProject(kW, kH);
-        project->viewport.fLowResScale = 0.25f;
-        projects = project;
-        QDOriginalImageFactory::CreateLayer(*project, source, false, false, nullptr);
+        project = projects = NewProject();
         thread.lpNotifyHandler = &receiver;
     }
     void TearDown() override
     {
         thread.ProjectClosed(project);
         delete project;
+    }
+    QDProject* NewProject()
+    {
+        QDProject* p = new QDProject(kW, kH);
+        p->viewport.fLowResScale = 0.25f;
+        QDOriginalImageFactory::CreateLayer(*p, source, false, false, nullptr);
+        return p;
     }
 
     // What EvRenderProject does, then waiting for the end of the render.
@@ -119,17 +78,34 @@ protected:
         receiver.vReceived.clear();
         project->bRenderRequested = true;
         thread.SetCurrentProjectAndStart(project);
-        ASSERT_TRUE(PumpUntil([&] { return receiver.Has(endCode); }));
+        ASSERT_TRUE(PumpUntil(
+            [&]
+            {
+                for (const Received& r : receiver.vReceived)
+                    if (r.iCode == endCode)
+                        return true;
+                return false;
+            }));
         thread.WaitToStop();
     }
 
-    void CheckHighRes(const std::vector<Step>& steps)
+    // The source, or its nearest-neighbour reduction, through the steps; worked out pixel by pixel.
+    void Check(int32_t id, int width, int height, const std::vector<Step>& steps)
     {
         LImageBuffer got, want;
-        ASSERT_TRUE(LQDCacheLoadImage(got, project->iHighResCacheId));
-        Expect(want, source, kW, kH, steps);
+        ASSERT_TRUE(LQDCacheLoadImage(got, id));
+        LImage::New(want, width, height, B8G8R8A8);
+        for (int j = 0; j < height; ++j)
+            for (int i = 0; i < width; ++i)
+            {
+                uint32_t p = PixelAt(source, int((i + 0.5) * kW / width), int((j + 0.5) * kH / height));
+                for (const Step& s : steps)
+                    p = ApplyTestOp(s.first, s.second, p);
+                PixelAt(want, i, j) = p;
+            }
         EXPECT_EQ(Differences(got, want), 0);
     }
+    void CheckHighRes(const std::vector<Step>& steps) { Check(project->iHighResCacheId, kW, kH, steps); }
 
     LImageBuffer source;
     QDProject* project = nullptr;
@@ -148,29 +124,20 @@ TEST_F(RenderTest, RendersBothPassesReRendersFromTheChangeAndFollowsUndo)
 
     Render();
     EXPECT_EQ(receiver.Codes(), (std::vector<int>{5000, 5002, 5003}));
+    EXPECT_TRUE(receiver.bAllOnMain);
     for (const Received& r : receiver.vReceived)
-    {
-        EXPECT_TRUE(r.bMainThread);
         if (r.iCode == QDRenderNotifyBegin)
             EXPECT_EQ(r.lpPointer, nullptr); // the list link of the last project
         else if (r.iCode != QDRenderNotifyProgress)
             EXPECT_EQ(r.lpPointer, project);
         else
             EXPECT_LE(r.nSize, 100u);
-    }
     EXPECT_TRUE(project->strRenderError.IsEmpty());
     CheckHighRes({sa, sb, sc});
     // The small picture is the reduction at the project's scale: 16 x 12.
-    LImageBuffer low, want;
-    ASSERT_TRUE(LQDCacheLoadImage(low, c->iLowResCacheId));
-    Expect(want, source, 16, 12, {sa, sb, sc});
-    EXPECT_EQ(Differences(low, want), 0);
+    Check(c->iLowResCacheId, 16, 12, {sa, sb, sc});
     for (TestElement* e : {a, b, c})
-    {
-        EXPECT_EQ(e->iLowRenders, 1);
-        EXPECT_EQ(e->iRenders, 2);
-        EXPECT_FALSE(e->IsDirty());
-    }
+        EXPECT_TRUE(e->iLowRenders == 1 && e->iRenders == 2 && !e->IsDirty());
 
     // A change to the middle element renders from there on only.
     b->eOp = TestOp::AddRed;
@@ -191,30 +158,29 @@ TEST_F(RenderTest, RendersBothPassesReRendersFromTheChangeAndFollowsUndo)
     PumpUntil([] { return false; }, 50);
     EXPECT_TRUE(receiver.vReceived.empty());
 
-    // Undo and redo of the creation of c.
+    // Undo and redo of the creation of c: the cached pictures of b and c are the answers.
     project->undoStack.Undo();
     Render();
     CheckHighRes({sa, sb2});
-    EXPECT_EQ(b->iRenders, 4); // b's own cached picture is the answer now
     project->undoStack.Redo();
     Render();
     CheckHighRes({sa, sb2, sc});
-    EXPECT_EQ(c->iRenders, 4); // and c's still is
+    EXPECT_EQ(b->iRenders + c->iRenders, 8);
 
-    // Deleting a: b sees a new input.
+    // Deleting a, undone and redone: b sees a new input each time.
+    const std::vector<std::vector<Step>> deletion = {{sb2, sc}, {sa, sb2, sc}, {sb2, sc}, {sa, sb2, sc}};
     project->DeletePipelineElement(a, true);
-    Render();
-    CheckHighRes({sb2, sc});
-    project->undoStack.Undo();
-    Render();
-    CheckHighRes({sa, sb2, sc});
-    project->undoStack.Redo();
-    Render();
-    CheckHighRes({sb2, sc});
-    project->undoStack.Undo();
-    Render();
+    for (size_t i = 0; i < deletion.size(); ++i)
+    {
+        if (i % 2)
+            project->undoStack.Undo();
+        else if (i)
+            project->undoStack.Redo();
+        Render();
+        CheckHighRes(deletion[i]);
+    }
 
-    // Moving c in front of b.
+    // Moving c in front of b; the undone order comes back.
     project->pipeline.MoveElementAfter(c, a);
     Render();
     CheckHighRes({sa, sc, sb2});
@@ -265,9 +231,7 @@ TEST_F(RenderTest, CancelFailureAndHiddenFirstElement)
 
 TEST_F(RenderTest, BackgroundProjectsFollowTheCurrentOneAndProgressIsThrottled)
 {
-    QDProject* second = new QDProject(kW, kH);
-    second->viewport.fLowResScale = 0.25f;
-    QDOriginalImageFactory::CreateLayer(*second, source, false, false, nullptr);
+    QDProject* second = NewProject();
     auto* e = second->CreatePipelineElement<TestElement>(false, TestOp::Invert);
     project->lpNext = second;
     project->CreatePipelineElement<TestElement>(false, TestOp::Halve);
@@ -276,26 +240,19 @@ TEST_F(RenderTest, BackgroundProjectsFollowTheCurrentOneAndProgressIsThrottled)
     ASSERT_TRUE(PumpUntil([&] { return receiver.Codes().size() >= 6; }));
     thread.WaitToStop();
     EXPECT_EQ(receiver.Codes(), (std::vector<int>{5000, 5002, 5003, 5000, 5002, 5003}));
-    // The first 5000 names the project's successor.
-    EXPECT_EQ(receiver.vReceived.front().lpPointer, second);
+    EXPECT_EQ(receiver.vReceived.front().lpPointer, second); // the first 5000 names the successor
     EXPECT_EQ(e->iRenders, 2);
 
-    // Progress rises in steps of at least 5%, reporting the previous step.
-    size_t last = 0;
-    bool first = true;
+    // Progress rises in steps of at least 5% within a project (truncation may lose one percent).
+    long last = -100;
     for (const Received& r : receiver.vReceived)
-    {
         if (r.iCode == QDRenderNotifyBegin)
-            first = true, last = 0;
-        if (r.iCode != QDRenderNotifyProgress)
-            continue;
-        if (!first)
+            last = -100;
+        else if (r.iCode == QDRenderNotifyProgress)
         {
-            EXPECT_GE(r.nSize, last + 4); // truncation may lose one percent
+            EXPECT_GE(long(r.nSize), last + 4);
+            last = long(r.nSize);
         }
-        first = false;
-        last = r.nSize;
-    }
 
     project->lpNext = nullptr;
     thread.ProjectClosed(second);

@@ -3,7 +3,7 @@
 #include "foundation/LInterWinMessage.h"
 #include "foundation/LNotifier.h"
 #include "foundation/LThread.h"
-#include "test_threads_loop.h"
+#include "foundation_test_support.h"
 
 #include <string>
 #include <vector>

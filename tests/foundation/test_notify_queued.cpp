@@ -2,7 +2,7 @@
 
 #include "foundation/LThread.h"
 #include "foundation/LThreadRunOnMainThread.h"
-#include "test_threads_loop.h"
+#include "foundation_test_support.h"
 
 #include <atomic>
 #include <cstring>

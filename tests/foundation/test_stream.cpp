@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/LStream.h"
-#include "test_files_support.h"
+#include "foundation_test_support.h"
 
 #include <chrono>
 #include <fcntl.h>
@@ -110,30 +110,6 @@ TEST(Stream, FileReadsAcrossBufferBoundariesAndSeeks)
     ASSERT_TRUE(s.SeekOffset64(900));
     EXPECT_EQ(s.Tell64(), 1000);
     EXPECT_FALSE(s.SeekOffset64(60000));
-}
-
-TEST(Stream, SeekInsideTheBufferDoesNotRereadTheFile)
-{
-    TestTempFolder dir;
-    const std::string path = dir.File("f");
-    ASSERT_TRUE(TestWriteFile(path, std::string(20000, 'a')));
-    LInputStream<LInputStreamFile> s;
-    ASSERT_TRUE(s.Open(path.c_str()));
-    char c[2];
-    ASSERT_TRUE(s.Read(c, 2));
-
-    // Change the file behind the stream's back.
-    int fd = open(path.c_str(), O_WRONLY);
-    ASSERT_GE(fd, 0);
-    ASSERT_EQ(pwrite(fd, std::string(20000, 'b').data(), 20000, 0), 20000);
-    close(fd);
-
-    ASSERT_TRUE(s.Seek64(0));
-    ASSERT_TRUE(s.Read(c, 1));
-    EXPECT_EQ(c[0], 'a') << "a seek within the buffer went back to the file";
-    ASSERT_TRUE(s.Seek64(15000));
-    ASSERT_TRUE(s.Read(c, 1));
-    EXPECT_EQ(c[0], 'b');
 }
 
 TEST(Stream, OutputFileWritesSeeksAndCreatesPrivateFiles)

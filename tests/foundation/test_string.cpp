@@ -119,10 +119,7 @@ TEST(StringFormat, FixedSinkTruncatesWithoutOverrunAndTerminates)
     EXPECT_EQ(n, 14); // what the text would have been
     EXPECT_STREQ(g.buffer, "abcdefgh-");
     EXPECT_TRUE(writer.IsTruncated());
-    for (char c : g.before)
-        EXPECT_EQ(c, '#');
-    for (char c : g.after)
-        EXPECT_EQ(c, '#');
+    EXPECT_EQ(std::string(g.before, 8) + std::string(g.after, 8), std::string(16, '#'));
 
     char small[4];
     EXPECT_FALSE(tsnprintf(small, sizeof(small), "%d", 123456));
@@ -149,25 +146,17 @@ TEST(StringFormat, UnknownAndUnfinishedConversionsStandAsWritten)
     EXPECT_EQ(count, 0);
 }
 
-TEST(StringLong, EmptyStringsReadAsEmptyText)
-{
-    LString s;
-    EXPECT_EQ(s.lpData, nullptr);
-    EXPECT_STREQ(s, "");
-    s.sprintf("");
-    EXPECT_EQ(s.GetLength(), 0u);
-    EXPECT_STREQ(s, "");
-    EXPECT_EQ(s.lpData, nullptr);
-
-    LString sized(100);
-    EXPECT_STREQ(sized, "");
-}
-
 TEST(StringLong, EditingOperations)
 {
-    LString s("hello");
+    // Empty strings hold no text yet read as empty text.
+    LString s, sized(100);
+    EXPECT_STREQ(s, "");
+    EXPECT_STREQ(sized, "");
+    s.sprintf("");
+    EXPECT_TRUE(s.GetLength() == 0 && s.lpData == nullptr);
+
+    s = "hello";
     s.Append(", world");
-    EXPECT_STREQ(s, "hello, world");
     EXPECT_EQ(s.GetLength(), 12u);
     s.Append(s.lpData + 7); // part of itself
     EXPECT_STREQ(s, "hello, worldworld");
@@ -177,17 +166,16 @@ TEST(StringLong, EditingOperations)
     s.tsprintfappend(" %d", 3);
     EXPECT_STREQ(s, "worldworld 3");
     s.sprintf("%s", "replaced");
-
     s.RemoveChar('e');
     EXPECT_STREQ(s, "rplacd");
     EXPECT_EQ(s.GetLength(), 6u);
 
-    s = " \t\n  lead";
-    s.RemoveLeadingSpaces();
-    EXPECT_STREQ(s, "lead");
-    s = "   ";
-    s.RemoveLeadingSpaces();
-    EXPECT_STREQ(s, "");
+    for (const auto& [before, after] : {std::pair{" \t\n  lead", "lead"}, std::pair{"   ", ""}})
+    {
+        s = before;
+        s.RemoveLeadingSpaces();
+        EXPECT_STREQ(s, after);
+    }
 
     s.AssignSubString("abcdef", 4, 100); // cut at the end of the text
     EXPECT_STREQ(s, "ef");
@@ -197,8 +185,7 @@ TEST(StringLong, EditingOperations)
     LString direct(20);
     strcpy(direct.lpData, "written");
     direct.UpdateLength();
-    EXPECT_EQ(direct.GetLength(), 7u);
-    EXPECT_TRUE(direct.Equals("written"));
+    EXPECT_TRUE(direct.GetLength() == 7 && direct.Equals("written"));
 
     LString from("owned"), to("old");
     const char* data = from.lpData;
@@ -213,19 +200,17 @@ TEST(StringShort, GrowsFromInsideTheObjectToTheHeap)
     LStringShortTemplate<char> s("0123456789");
     for (int i = 0; i < 3; ++i)
         s.Append(s.GetString()); // doubles past the inline room, reading from itself
-    EXPECT_EQ(s.GetLength(), 80u);
     std::string expected;
     for (int i = 0; i < 8; ++i)
         expected += "0123456789";
-    EXPECT_EQ(std::string(s), expected);
+    EXPECT_TRUE(s.GetLength() == 80 && std::string(s) == expected);
 
     LStringShortTemplate<char> copy(s);
     copy = "short";
     copy.tsprintfappend(" %03d %J", 7, "\"");
     EXPECT_STREQ(copy, "short 007 \\\"");
     copy.sprintf("%s", "");
-    EXPECT_TRUE(copy.IsEmpty());
-    EXPECT_STREQ(copy, "");
+    EXPECT_TRUE(copy.IsEmpty() && std::string(copy).empty());
 }
 
 TEST(StringHelpers, CompareAndBoundedCopy)

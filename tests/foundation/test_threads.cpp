@@ -3,7 +3,7 @@
 #include "foundation/LProcessInterface.h"
 #include "foundation/LSignal.h"
 #include "foundation/LThread.h"
-#include "test_threads_loop.h"
+#include "foundation_test_support.h"
 
 #include <atomic>
 #include <fcntl.h>
@@ -55,8 +55,8 @@ TEST(LSignalObject, SetUntilResetWaitsAndGroups)
     EXPECT_EQ(a.Wait(0), 2);
     for (int i = 0; i < 5000; ++i) // more bytes than one read drains
         a.Set();
-    EXPECT_TRUE(a.IsSet());
-    EXPECT_EQ(a.Wait(LProcessWaitForever), 0) << "looking doesn't consume the signal";
+    EXPECT_EQ(a.Wait(LProcessWaitForever), 0);
+    EXPECT_TRUE(a.IsSet()) << "waiting doesn't consume the signal";
     a.Reset();
     EXPECT_FALSE(a.IsSet());
     a.Reset(); // an empty pipe returns at once
@@ -125,17 +125,17 @@ TEST(LThread, StartStopRestartAndWaitResults)
         w.Start(20);
         ASSERT_TRUE(w.WaitToStop(5000));
     }
-    EXPECT_EQ(w.nRuns.load(), 50);
-    EXPECT_EQ(w.iResult.load(), 0);
+    EXPECT_TRUE(w.nRuns == 50 && w.iResult == 0);
     w.soSignal.Reset();
-    w.iWait = LProcessWaitForever;
-    w.Start(20);
-    w.StopThreadNow();
-    EXPECT_EQ(w.iResult.load(), 1);
-    w.iWait = 30;
-    w.Start(20);
-    ASSERT_TRUE(w.WaitToStop(5000));
-    EXPECT_EQ(w.iResult.load(), 2);
+    for (int wait : {LProcessWaitForever, 30})
+    {
+        w.iWait = wait;
+        w.Start(20);
+        if (wait == LProcessWaitForever)
+            w.StopThreadNow();
+        ASSERT_TRUE(w.WaitToStop(5000));
+        EXPECT_EQ(w.iResult.load(), wait == 30 ? 2 : 1);
+    }
 
     // With the stop and the signal both set, the finished work is reported.
     w.soSignal.Set();
@@ -152,8 +152,7 @@ TEST(LThread, StartStopRestartAndWaitResults)
 
 TEST(LThread, PrioritiesAreNiceValuesOfTheThreadAlone)
 {
-    EXPECT_EQ(LThreadPriorityToNice(20), 0);
-    EXPECT_EQ(LThreadPriorityToNice(8), 5);
+    EXPECT_TRUE(LThreadPriorityToNice(20) == 0 && LThreadPriorityToNice(8) == 5);
     const int processNice = getpriority(PRIO_PROCESS, 0);
     if (processNice > 5)
         GTEST_SKIP() << "the process runs at nice " << processNice << " already";
