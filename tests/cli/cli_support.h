@@ -13,11 +13,9 @@ struct RunResult
     std::string szOutput;
 };
 
-// Captures standard output, or standard error alone when errOnly.
-inline RunResult RunCli(const std::string& args, bool errOnly = false)
+// Runs a shell command and captures what it prints.
+inline RunResult RunCommand(const std::string& cmd)
 {
-    const std::string cmd = std::string(QUENDREL_BINARY_DIR) + "/cli/quendrel-cli " + args +
-                            (errOnly ? " 2>&1 >/dev/null" : " 2>/dev/null");
     RunResult r;
     FILE* p = popen(cmd.c_str(), "r");
     if (!p)
@@ -28,5 +26,12 @@ inline RunResult RunCli(const std::string& args, bool errOnly = false)
     const int status = pclose(p);
     r.iStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return r;
+}
+
+// Captures standard output, or standard error alone when errOnly.
+inline RunResult RunCli(const std::string& args, bool errOnly = false)
+{
+    return RunCommand(std::string(QUENDREL_BINARY_DIR) + "/cli/quendrel-cli " + args +
+                      (errOnly ? " 2>&1 >/dev/null" : " 2>/dev/null"));
 }
 } // namespace cli_test

@@ -85,12 +85,7 @@ TEST(QuendrelCliImages, EveryReadWritePairConverts)
             EXPECT_EQ(info.iStatus, 0);
             EXPECT_EQ(info.szOutput.rfind("40x30 ", 0), 0u) << info.szOutput;
             // ImageMagick agrees on what was written.
-            const std::string check = "identify -format '%wx%h' " + out + " 2>/dev/null";
-            FILE* p = popen(check.c_str(), "r");
-            char buf[64] = {};
-            (void)!fread(buf, 1, sizeof(buf) - 1, p);
-            pclose(p);
-            EXPECT_STREQ(buf, "40x30");
+            EXPECT_EQ(RunCommand("identify -format '%wx%h' " + out + " 2>/dev/null").szOutput, "40x30");
         }
     }
     // Options reach the encoders.

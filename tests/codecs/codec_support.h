@@ -137,24 +137,16 @@ inline ::testing::AssertionResult SamePicture(const Picture& a, const Picture& b
     return ::testing::AssertionSuccess();
 }
 
-// Largest channel difference and count of pixels differing beyond the tolerance.
-struct Diff
+// Colour (and alpha when withAlpha) within tolerance; colour of fully transparent pixels is ignored.
+inline ::testing::AssertionResult Matches(const LImageBuffer& image, const Picture& ref, int tolerance,
+                                          bool withAlpha = true)
 {
-    int iMaxDelta = 0;
-    long nOver = 0;
-    bool bSizeMismatch = false;
-};
-
-// Compares colour (and alpha when withAlpha); colour of fully transparent pixels is ignored.
-inline Diff Compare(const LImageBuffer& image, const Picture& ref, int tolerance, bool withAlpha = true)
-{
-    Diff d;
     if (!image.IsValid() || !ref.IsValid() || image.GetWidth() != ref.w || image.GetHeight() != ref.h)
-    {
-        d.bSizeMismatch = true;
-        return d;
-    }
+        return ::testing::AssertionFailure() << "size " << image.GetWidth() << "x" << image.GetHeight()
+                                             << " against " << ref.w << "x" << ref.h;
     const int bpp = image.GetPixelFormat() == B8G8R8 ? 3 : 4;
+    int maxDelta = 0;
+    long over = 0;
     for (int y = 0; y < ref.h; ++y)
     {
         const uint8_t* p = image.GetRow(y);
@@ -166,11 +158,13 @@ inline Diff Compare(const LImageBuffer& image, const Picture& ref, int tolerance
             if (!(withAlpha && a == 0 && q[3] == 0))
                 delta =
                     std::max({delta, std::abs(p[2] - q[0]), std::abs(p[1] - q[1]), std::abs(p[0] - q[2])});
-            d.iMaxDelta = std::max(d.iMaxDelta, delta);
-            d.nOver += delta > tolerance;
+            maxDelta = std::max(maxDelta, delta);
+            over += delta > tolerance;
         }
     }
-    return d;
+    if (over)
+        return ::testing::AssertionFailure() << over << " pixels differ, by up to " << maxDelta;
+    return ::testing::AssertionSuccess();
 }
 
 // A B8G8R8A8 test picture whose every pixel differs from its neighbours.
