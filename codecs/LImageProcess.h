@@ -54,12 +54,22 @@ LProcessResult RunLoad(LProcessInterface& process, LProcessImageLoad<Base>& d)
     return r;
 }
 
-template <template <class> class Data, class Base>
-LProcessResult RunSave(LProcessInterface& process, LProcessImageSave<Base>& d)
+struct NoSetup
+{
+    template <class Data>
+    void operator()(Data&) const
+    {
+    }
+};
+
+// Runs a codec's save process; setup hands the codec its own part of the settings.
+template <template <class> class Data, class Base, class Setup = NoSetup>
+LProcessResult RunSave(LProcessInterface& process, LProcessImageSave<Base>& d, Setup setup = {})
 {
     Data<Base> data;
     data.lpStream = d.lpStream;
     data.lpImage = d.lpImage;
+    setup(data);
     return Process(process, data);
 }
 } // namespace LImageProcessDetail
@@ -151,35 +161,19 @@ LProcessResult Process(LProcessInterface& process, LProcessImageSave<Base>& d)
     switch (d.codec.id)
     {
     case LImageCodecBMP:
-    {
-        LProcessBMPSave<Base> data;
-        data.lpStream = d.lpStream;
-        data.lpImage = d.lpImage;
-        data.settings = d.settings.bmp;
-        r = Process(process, data);
+        r = RunSave<LProcessBMPSave>(process, d, [&](auto& data) { data.settings = d.settings.bmp; });
         break;
-    }
     case LImageCodecGIF:
         r = RunSave<LProcessGIFSave>(process, d);
         break;
     case LImageCodecJPEG:
-    {
-        LProcessJPEGSave<Base> data;
-        data.lpStream = d.lpStream;
-        data.lpImage = d.lpImage;
-        data.iQuality = d.settings.jpeg.iQuality;
-        r = Process(process, data);
+        r = RunSave<LProcessJPEGSave>(process, d,
+                                      [&](auto& data) { data.iQuality = d.settings.jpeg.iQuality; });
         break;
-    }
     case LImageCodecJPEG2000:
-    {
-        LProcessJPEG2000Save<Base> data;
-        data.lpStream = d.lpStream;
-        data.lpImage = d.lpImage;
-        data.settings = d.settings.jpeg2000;
-        r = Process(process, data);
+        r = RunSave<LProcessJPEG2000Save>(process, d,
+                                          [&](auto& data) { data.settings = d.settings.jpeg2000; });
         break;
-    }
     case LImageCodecPCX:
         r = RunSave<LProcessPCXSave>(process, d);
         break;
@@ -187,14 +181,8 @@ LProcessResult Process(LProcessInterface& process, LProcessImageSave<Base>& d)
         r = RunSave<LProcessPNGSave>(process, d);
         break;
     case LImageCodecPNM:
-    {
-        LProcessPNMSave<Base> data;
-        data.lpStream = d.lpStream;
-        data.lpImage = d.lpImage;
-        data.settings = d.settings.pnm;
-        r = Process(process, data);
+        r = RunSave<LProcessPNMSave>(process, d, [&](auto& data) { data.settings = d.settings.pnm; });
         break;
-    }
     case LImageCodecPSD:
         // The PSD writer seeks back over what it wrote, which only the file stream is built for.
         if constexpr (std::is_same_v<Base, LOutputStreamFile>)
@@ -215,14 +203,8 @@ LProcessResult Process(LProcessInterface& process, LProcessImageSave<Base>& d)
         r = RunSave<LProcessWBMPSave>(process, d);
         break;
     case LImageCodecWEBP:
-    {
-        LProcessWEBPSave<Base> data;
-        data.lpStream = d.lpStream;
-        data.lpImage = d.lpImage;
-        data.settings = d.settings.webp;
-        r = Process(process, data);
+        r = RunSave<LProcessWEBPSave>(process, d, [&](auto& data) { data.settings = d.settings.webp; });
         break;
-    }
     default:
         return LProcessResultFailed; // DNG and the raw families have no encoder
     }

@@ -1,35 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <string>
-#include <sys/wait.h>
+#include "cli_support.h"
 
-namespace
-{
-struct RunResult
-{
-    int iStatus;
-    std::string szOutput;
-};
-
-// Runs quendrel-cli with args; stdout and stderr are captured separately by redirect.
-RunResult RunCli(const std::string& args, bool stderrOnly = false)
-{
-    std::string cmd = std::string(QUENDREL_BINARY_DIR) + "/cli/quendrel-cli " + args;
-    cmd += stderrOnly ? " 2>&1 >/dev/null" : " 2>/dev/null";
-    RunResult r{-1, {}};
-    FILE* p = popen(cmd.c_str(), "r");
-    if (!p)
-        return r;
-    char buf[512];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-        r.szOutput.append(buf, n);
-    int status = pclose(p);
-    r.iStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
-}
-} // namespace
+using namespace cli_test;
 
 TEST(QuendrelCli, VersionAndUsage)
 {

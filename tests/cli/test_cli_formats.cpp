@@ -1,17 +1,17 @@
 // quendrel-cli convert through the small formats and PSD: a picture goes out and comes back
 // unchanged where the format keeps it, and the PNM options choose the variant.
 
-#include "codecs/formats_support.h"
+#include "cli_support.h"
+#include "codecs/codec_support.h"
 
-using namespace formats_test;
+using namespace codec_test;
 
 namespace
 {
 
 bool Convert(const std::string& from, const std::string& to, const std::string& options = "")
 {
-    return Shell(std::string(QUENDREL_BINARY_DIR) + "/cli/quendrel-cli convert '" + from + "' '" + to + "' " +
-                 options + " 2>&1");
+    return cli_test::RunCli("convert '" + from + "' '" + to + "' " + options).iStatus == 0;
 }
 
 } // namespace

@@ -3,38 +3,15 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <string>
-#include <sys/wait.h>
 #include <unistd.h>
+
+#include "cli_support.h"
+
+using namespace cli_test;
 
 namespace
 {
-struct Result
-{
-    int iStatus = -1;
-    std::string szOut;
-};
-
-// Captures standard output, or standard error alone when errOnly.
-Result Cli(const std::string& args, bool errOnly = false)
-{
-    std::string cmd = std::string(QUENDREL_BINARY_DIR) + "/cli/quendrel-cli " + args;
-    cmd += errOnly ? " 2>&1 >/dev/null" : " 2>/dev/null";
-    Result r;
-    FILE* p = popen(cmd.c_str(), "r");
-    if (!p)
-        return r;
-    char buf[512];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-        r.szOut.append(buf, n);
-    const int status = pclose(p);
-    r.iStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
-}
-
 struct Dir
 {
     Dir()
@@ -53,11 +30,11 @@ TEST(QuendrelCliImages, InfoAndMessages)
 {
     Dir d;
     ASSERT_EQ(system(("convert -size 33x21 gradient:red-blue -depth 8 PNG24:" + d("g.png")).c_str()), 0);
-    Result r = Cli("info " + d("g.png"));
+    RunResult r = RunCli("info " + d("g.png"));
     EXPECT_EQ(r.iStatus, 0);
-    EXPECT_EQ(r.szOut, "33x21 24 PNG\n");
+    EXPECT_EQ(r.szOutput, "33x21 24 PNG\n");
     ASSERT_EQ(system(("convert -size 33x21 gradient:red-blue -quality 90 " + d("g.JPEG")).c_str()), 0);
-    EXPECT_EQ(Cli("info " + d("g.JPEG")).szOut, "33x21 24 JPEG\n");
+    EXPECT_EQ(RunCli("info " + d("g.JPEG")).szOutput, "33x21 24 JPEG\n");
 
     struct Case
     {
@@ -76,16 +53,16 @@ TEST(QuendrelCliImages, InfoAndMessages)
     for (const Case& c : cases)
     {
         SCOPED_TRACE(c.szArgs);
-        const Result e = Cli(c.szArgs, true);
+        const RunResult e = RunCli(c.szArgs, true);
         EXPECT_EQ(e.iStatus, 2);
         if (c.szMessage)
-            EXPECT_EQ(e.szOut, c.szMessage);
+            EXPECT_EQ(e.szOutput, c.szMessage);
         else
-            EXPECT_NE(e.szOut.find("usage:"), std::string::npos);
+            EXPECT_NE(e.szOutput.find("usage:"), std::string::npos);
     }
     // A renamed file is not rescued by its content.
     ASSERT_EQ(system(("cp " + d("g.png") + " " + d("g.bmp")).c_str()), 0);
-    EXPECT_EQ(Cli("info " + d("g.bmp"), true).szOut, "The image could not be loaded.\n");
+    EXPECT_EQ(RunCli("info " + d("g.bmp"), true).szOutput, "The image could not be loaded.\n");
 }
 
 TEST(QuendrelCliImages, EveryReadWritePairConverts)
@@ -98,32 +75,26 @@ TEST(QuendrelCliImages, EveryReadWritePairConverts)
     for (const char* from : exts)
     {
         const std::string src = d(std::string("src.") + from);
-        ASSERT_EQ(Cli("convert " + d("photo.jpg") + " " + src).iStatus, 0) << from;
+        ASSERT_EQ(RunCli("convert " + d("photo.jpg") + " " + src).iStatus, 0) << from;
         for (const char* to : exts)
         {
             SCOPED_TRACE(std::string(from) + " -> " + to);
             const std::string out = d(std::string("out_") + from + "." + to);
-            ASSERT_EQ(Cli("convert " + src + " " + out).iStatus, 0);
-            const Result info = Cli("info " + out);
+            ASSERT_EQ(RunCli("convert " + src + " " + out).iStatus, 0);
+            const RunResult info = RunCli("info " + out);
             EXPECT_EQ(info.iStatus, 0);
-            EXPECT_EQ(info.szOut.rfind("40x30 ", 0), 0u) << info.szOut;
+            EXPECT_EQ(info.szOutput.rfind("40x30 ", 0), 0u) << info.szOutput;
             // ImageMagick agrees on what was written.
-            const std::string check = "identify -format '%wx%h' " + out + " 2>/dev/null";
-            FILE* p = popen(check.c_str(), "r");
-            char buf[64] = {};
-            (void)!fread(buf, 1, sizeof(buf) - 1, p);
-            pclose(p);
-            EXPECT_STREQ(buf, "40x30");
+            EXPECT_EQ(RunCommand("identify -format '%wx%h' " + out + " 2>/dev/null").szOutput, "40x30");
         }
     }
     // Options reach the encoders.
-    ASSERT_EQ(Cli("convert " + d("photo.jpg") + " " + d("q10.jpg") + " --quality 10").iStatus, 0);
-    ASSERT_EQ(Cli("convert " + d("photo.jpg") + " " + d("q95.jpg") + " --quality 95").iStatus, 0);
-    ASSERT_EQ(Cli("convert " + d("photo.jpg") + " " + d("b32.bmp") + " --bmp32").iStatus, 0);
-    EXPECT_EQ(Cli("info " + d("b32.bmp")).szOut, "40x30 32 BMP\n");
-    ASSERT_EQ(Cli("convert " + d("photo.jpg") + " " + d("l.jp2") + " --jp2-lossless").iStatus, 0);
-    ASSERT_EQ(Cli("convert " + d("photo.jpg") + " " + d("y.jp2") + " --jp2-quality 20").iStatus, 0);
-    ASSERT_EQ(Cli("convert " + d("photo.jpg") + " " + d("w.webp") + " --webp-quality 5").iStatus, 0);
+    const std::pair<const char*, const char*> options[] = {
+        {"q10.jpg", "--quality 10"}, {"q95.jpg", "--quality 95"},   {"b32.bmp", "--bmp32"},
+        {"l.jp2", "--jp2-lossless"}, {"y.jp2", "--jp2-quality 20"}, {"w.webp", "--webp-quality 5"}};
+    for (const auto& [name, option] : options)
+        ASSERT_EQ(RunCli("convert " + d("photo.jpg") + " " + d(name) + " " + option).iStatus, 0) << option;
+    EXPECT_EQ(RunCli("info " + d("b32.bmp")).szOutput, "40x30 32 BMP\n");
     const std::string sizes = "test $(stat -c %s " + d("q10.jpg") + ") -lt $(stat -c %s " + d("q95.jpg") +
                               ") && test $(stat -c %s " + d("y.jp2") + ") -lt $(stat -c %s " + d("l.jp2") +
                               ")";

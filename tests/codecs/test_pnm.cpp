@@ -1,7 +1,7 @@
 #include "codecs/LCodecPNM.h"
-#include "formats_support.h"
+#include "codec_support.h"
 
-using namespace formats_test;
+using namespace codec_test;
 
 namespace
 {
@@ -84,7 +84,7 @@ TEST(PNMRead, MaximaCommentsAndRefusals)
     DecodePicture<LProcessPNMLoad>(Of("P2 1 1 256 256"), &depth);
     EXPECT_EQ(depth, 16);
     // A plain reader ends with the progress at 1.
-    Recorder watch;
+    RecordingProcess watch;
     LImageBuffer image;
     ASSERT_EQ(Decode<LProcessPNMLoad>(Of("P2 2 1 255 1 2"), image, nullptr, &watch), LProcessResultSuccess);
     EXPECT_EQ(watch.arProgress.back(), 1.0);

@@ -1,7 +1,7 @@
 #include "codecs/LCodecPSD.h"
-#include "formats_support.h"
+#include "codec_support.h"
 
-using namespace formats_test;
+using namespace codec_test;
 
 namespace
 {

@@ -2,7 +2,7 @@
 // messages of load and save, the safety of saving over an existing file, and the persisted
 // encode settings.
 
-#include "CodecTestUtil.h"
+#include "codec_support.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -13,30 +13,27 @@
 #include "codecs/LImage.h"
 #include "codecs/LImageProcess.h"
 
-using namespace CodecTest;
+using namespace codec_test;
 
 TEST(Registry, CodecIsChosenByExtensionAlone)
 {
     LImageCodec c;
-    EXPECT_TRUE(c.InitFromFilePath("/x/PHOTO.JPG"));
-    EXPECT_EQ(c.id, LImageCodecJPEG);
-    EXPECT_TRUE(c.InitFromFilePath("photo.jpeg"));
-    EXPECT_EQ(c.id, LImageCodecJPEG);
-    EXPECT_TRUE(c.InitFromFilePath("a.b/Shot.NEF"));
-    EXPECT_EQ(c.id, LImageCodecRawNikon);
-    EXPECT_TRUE(c.InitFromFilePath("scan.TiFf"));
-    EXPECT_EQ(c.id, LImageCodecTIFF);
+    const std::pair<const char*, int> known[] = {{"/x/PHOTO.JPG", LImageCodecJPEG},
+                                                 {"photo.jpeg", LImageCodecJPEG},
+                                                 {"a.b/Shot.NEF", LImageCodecRawNikon},
+                                                 {"scan.TiFf", LImageCodecTIFF}};
+    for (const auto& [path, id] : known)
+    {
+        EXPECT_TRUE(c.InitFromFilePath(path)) << path;
+        EXPECT_EQ(c.id, id) << path;
+    }
     for (const char* bad : {"photo.jpe", "photo", "/dir.jpg/photo", "photo.", ".bmp", "x.jpg.bak"})
     {
         SCOPED_TRACE(bad);
         EXPECT_FALSE(c.InitFromFilePath(bad));
         EXPECT_EQ(c.id, LImageCodecUnknown);
     }
-    // Names and preferred extensions; nothing for an unknown id.
-    EXPECT_STREQ(LImageCodec(LImageCodecJPEG2000).GetName(), "JPEG 2000");
-    EXPECT_STREQ(LImageCodec(LImageCodecJPEG).GetPreferredExtension(), ".jpg");
-    EXPECT_STREQ(LImageCodec(LImageCodecPNM).GetPreferredExtension(), ".pnm");
-    EXPECT_STREQ(LImageCodec(LImageCodecRawSony).GetDescription(), "Sony Digital Photograph");
+    // Nothing for an unknown id.
     EXPECT_STREQ(LImageCodec(27).GetName(), "");
     EXPECT_STREQ(LImageCodec(-1).GetPreferredExtension(), "");
     // Every pair points at a codec, in id order, and every codec has at least one.
@@ -49,9 +46,6 @@ TEST(Registry, CodecIsChosenByExtensionAlone)
     }
     for (int n : count)
         EXPECT_GE(n, 1);
-    EXPECT_EQ(LImageGetCodecFromEncoding(LImage::JPEG), LImageCodecJPEG);
-    EXPECT_EQ(LImageGetCodecFromEncoding(LImage::WBMP), LImageCodecWBMP);
-    EXPECT_EQ(LImageGetCodecFromEncoding(11), LImageCodecUnknown);
 }
 
 TEST(Registry, VetoersAndFilterList)
@@ -109,7 +103,7 @@ TEST(Registry, VetoersAndFilterList)
 
 TEST(Registry, LoadAndSaveSayWhatWentWrong)
 {
-    TempDir dir;
+    TempFolder dir;
     LImageBuffer image;
     FillPattern(image, 9, 5, false);
     const std::string png = dir.Path("a.png");
@@ -179,7 +173,7 @@ TEST(Registry, LoadAndSaveSayWhatWentWrong)
 
 TEST(Registry, AFailedEncodeLeavesTheTargetAsItWas)
 {
-    TempDir dir;
+    TempFolder dir;
     LImageBuffer image;
     FillPattern(image, 9, 5, false);
     // JPEG can't hold this width, and GIF has no writer yet: both fail inside the encoder.
@@ -212,7 +206,7 @@ TEST(Registry, AFailedEncodeLeavesTheTargetAsItWas)
 
 TEST(Registry, MemoryLoadsAndTheStreamDispatch)
 {
-    TempDir dir;
+    TempFolder dir;
     LImageBuffer image;
     FillPattern(image, 6, 4, false);
     for (const char* name : {"m.png", "m.jpg", "m.bmp", "m.gif", "m.tif"})
@@ -260,7 +254,7 @@ TEST(Registry, MemoryLoadsAndTheStreamDispatch)
 
 TEST(Registry, EncodeSettingsPersistWithTheirClamps)
 {
-    TempDir dir;
+    TempFolder dir;
     setenv("XDG_CONFIG_HOME", dir.szPath.c_str(), 1);
     LImageEncodeSettings s;
     s.jpeg.SetQuality(150);

@@ -6,23 +6,12 @@
 #include <filesystem>
 #include <string>
 
+#include "ui_support.h"
 #include "ui/QDMainWindow.h"
-
-namespace
-{
-QApplication& App()
-{
-    static int argc = 1;
-    static char name[] = "test_ui";
-    static char* argv[] = {name, nullptr};
-    static QApplication* app = new QApplication(argc, argv);
-    return *app;
-}
-} // namespace
 
 TEST(QDMainWindow, OpensTitledAndQuitsOnClose)
 {
-    QApplication& app = App();
+    QApplication& app = TestApp();
     QDMainWindow window;
     window.show();
     EXPECT_EQ(window.windowTitle(), QString("Quendrel"));

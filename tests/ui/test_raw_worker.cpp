@@ -9,20 +9,11 @@
 #include <string>
 #include <unistd.h>
 
+#include "ui_support.h"
 #include "codecs/LImage.h"
 
 namespace
 {
-QApplication& RawApp()
-{
-    static int argc = 1;
-    static char name[] = "test_ui";
-    static char* argv[] = {name, nullptr};
-    if (!QApplication::instance())
-        new QApplication(argc, argv);
-    return *static_cast<QApplication*>(QApplication::instance());
-}
-
 class MainThreadRecorder : public LProcessInterfaceVoid
 {
 public:
@@ -44,7 +35,7 @@ public:
 
 TEST(RawWorker, DevelopsOffTheMainThreadAndReportsOnIt)
 {
-    RawApp();
+    TestApp();
     char dir[] = "/tmp/qraw-XXXXXX";
     ASSERT_NE(mkdtemp(dir), nullptr);
     const std::string dng = std::string(dir) + "/t.dng";

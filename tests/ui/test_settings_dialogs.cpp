@@ -12,6 +12,7 @@
 #include <QSlider>
 #include <QTimer>
 
+#include "ui_support.h"
 #include "codecs/LImageEncodeSettingsDialog.h"
 #include "ui/LImageEncodeSettingsBMPDlg.h"
 #include "ui/LImageEncodeSettingsJPEG2000Dlg.h"
@@ -21,15 +22,6 @@
 
 namespace
 {
-QApplication& SettingsApp()
-{
-    static int argc = 1;
-    static char name[] = "test_ui";
-    static char* argv[] = {name, nullptr};
-    if (!QApplication::instance())
-        new QApplication(argc, argv);
-    return *static_cast<QApplication*>(QApplication::instance());
-}
 
 QStringList Labels(const QWidget& w)
 {
@@ -57,7 +49,7 @@ void Click(const LImageEncodeSettingsDlg& d, const QString& text)
 
 TEST(EncodeSettingsDialogs, JPEGAndWebPQuality)
 {
-    SettingsApp();
+    TestApp();
     LCODEC_JPEG_EncodeSettings jpeg;
     jpeg.iQuality = 40;
     LImageEncodeSettingsJPEGDlg d(nullptr, jpeg);
@@ -90,7 +82,7 @@ TEST(EncodeSettingsDialogs, JPEGAndWebPQuality)
 
 TEST(EncodeSettingsDialogs, JPEG2000RateOnlyWhenLossy)
 {
-    SettingsApp();
+    TestApp();
     LCODEC_JPEG2000_EncodeSettings s;
     s.iMode = 0;
     s.iQuality = 150; // outside the range: shown and read back as 90
@@ -118,7 +110,7 @@ TEST(EncodeSettingsDialogs, JPEG2000RateOnlyWhenLossy)
 
 TEST(EncodeSettingsDialogs, BMPAndPNMLists)
 {
-    SettingsApp();
+    TestApp();
     LCODEC_BMP_EncodeSettings bmp;
     bmp.BackgroundColour = LPixelColour(1, 2, 3, 4);
     LImageEncodeSettingsBMPDlg b(nullptr, bmp);
@@ -163,7 +155,7 @@ TEST(EncodeSettingsDialogs, BMPAndPNMLists)
 
 TEST(EncodeSettingsDialogs, OpenByCodec)
 {
-    QApplication& app = SettingsApp();
+    QApplication& app = TestApp();
     LImageEncodeSettings settings;
     // No dialog: confirmed at once.
     EXPECT_TRUE(LImageEncodeSettingsDialogOpen(nullptr, LImageCodec(LImageCodecPNG), settings));

@@ -1,12 +1,13 @@
 #pragma once
-// Shared pieces of the small-format codec tests: pictures as RGBA bytes (the order the reference
-// tools dump), the codecs run over memory streams, and ImageMagick, Pillow and netpbm run on
-// temporary files.
+// Shared pieces of the codec tests: pictures as RGBA bytes (the order the reference tools dump), the
+// codecs run over memory streams, and ImageMagick, Pillow and netpbm run on files in a private
+// temporary folder.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -19,7 +20,7 @@
 #include "foundation/LStream.h"
 #include "image/LImageBuffer.h"
 
-namespace formats_test
+namespace codec_test
 {
 
 using Bytes = std::vector<uint8_t>;
@@ -30,19 +31,22 @@ inline Bytes operator+(Bytes a, const Bytes& b)
     return a;
 }
 
-// Records status and progress; stops once IsToStop has been asked iStopAfter times.
-class Recorder : public LProcessInterface
+// Records what it is told; stops once IsToStop has been asked iStopAfter times.
+class RecordingProcess : public LProcessInterfaceVoid
 {
 public:
-    bool IsToStop() override { return iStopAfter >= 0 && ++nAsked > iStopAfter; }
-    int ProcessWait(int) override { return 2; }
-    int ProcessWaitSignal(LSignalObject&, int) override { return 2; }
-    int ProcessWaitSignalObjectGroup(LSignalObjectGroup&, int) override { return 2; }
-    void SetStatus(const char* text, int) override { szStatus = text; }
+    bool IsToStop() override { return iStopAfter >= 0 && ++nPolls > iStopAfter; }
+    void SetError(const char* text) override { arErrors.push_back(text); }
+    void SetStatus(const char* text, int) override { arStatus.push_back(text); }
     void SetProgress(double f) override { arProgress.push_back(f); }
+    bool Said(const std::string& status) const
+    {
+        return std::find(arStatus.begin(), arStatus.end(), status) != arStatus.end();
+    }
 
-    int iStopAfter = -1, nAsked = 0;
-    std::string szStatus;
+    int iStopAfter = -1;
+    long nPolls = 0;
+    std::vector<std::string> arErrors, arStatus;
     std::vector<double> arProgress;
 };
 
@@ -53,6 +57,7 @@ struct Picture
     uint8_t* At(int x, int y) { return &rgba[(size_t(y) * w + x) * 4]; }
     const uint8_t* At(int x, int y) const { return &rgba[(size_t(y) * w + x) * 4]; }
     Bytes Pixel(int x, int y) const { return Bytes(At(x, y), At(x, y) + 4); }
+    bool IsValid() const { return w > 0 && rgba.size() == size_t(w) * h * 4; }
 };
 
 // rgba(x, y) gives 0xRRGGBBAA.
@@ -132,6 +137,53 @@ inline ::testing::AssertionResult SamePicture(const Picture& a, const Picture& b
     return ::testing::AssertionSuccess();
 }
 
+// Colour (and alpha when withAlpha) within tolerance; colour of fully transparent pixels is ignored.
+inline ::testing::AssertionResult Matches(const LImageBuffer& image, const Picture& ref, int tolerance,
+                                          bool withAlpha = true)
+{
+    if (!image.IsValid() || !ref.IsValid() || image.GetWidth() != ref.w || image.GetHeight() != ref.h)
+        return ::testing::AssertionFailure() << "size " << image.GetWidth() << "x" << image.GetHeight()
+                                             << " against " << ref.w << "x" << ref.h;
+    const int bpp = image.GetPixelFormat() == B8G8R8 ? 3 : 4;
+    int maxDelta = 0;
+    long over = 0;
+    for (int y = 0; y < ref.h; ++y)
+    {
+        const uint8_t* p = image.GetRow(y);
+        for (int x = 0; x < ref.w; ++x, p += bpp)
+        {
+            const uint8_t* q = ref.At(x, y);
+            const int a = bpp == 4 ? p[3] : 255;
+            int delta = withAlpha ? std::abs(a - q[3]) : 0;
+            if (!(withAlpha && a == 0 && q[3] == 0))
+                delta =
+                    std::max({delta, std::abs(p[2] - q[0]), std::abs(p[1] - q[1]), std::abs(p[0] - q[2])});
+            maxDelta = std::max(maxDelta, delta);
+            over += delta > tolerance;
+        }
+    }
+    if (over)
+        return ::testing::AssertionFailure() << over << " pixels differ, by up to " << maxDelta;
+    return ::testing::AssertionSuccess();
+}
+
+// A B8G8R8A8 test picture whose every pixel differs from its neighbours.
+inline void FillPattern(LImageBuffer& image, int width, int height, bool withAlpha)
+{
+    image.AllocateNewBuffer(LImageFormat(B8G8R8A8, width, height, false));
+    for (int y = 0; y < height; ++y)
+    {
+        uint8_t* p = image.GetRow(y);
+        for (int x = 0; x < width; ++x, p += 4)
+        {
+            p[0] = uint8_t(x * 7 + y * 3);
+            p[1] = uint8_t(x * 3 + y * 11 + 40);
+            p[2] = uint8_t((x ^ y) * 5);
+            p[3] = withAlpha ? uint8_t(x * 255 / (width > 1 ? width - 1 : 1)) : 255;
+        }
+    }
+}
+
 // A folder of its own for the files of one test, removed afterwards.
 class TempFolder
 {
@@ -147,15 +199,15 @@ public:
             (void)system(("rm -rf '" + szPath + "'").c_str());
     }
     std::string operator/(const std::string& name) const { return szPath + "/" + name; }
-
-private:
+    std::string Path(const std::string& name) const { return szPath + "/" + name; }
     std::string szPath;
 };
 
-inline void WriteFile(const std::string& path, const Bytes& data)
+inline bool WriteFile(const std::string& path, const Bytes& data)
 {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(data.data()), std::streamsize(data.size()));
+    std::ofstream f(path, std::ios::binary);
+    f.write(reinterpret_cast<const char*>(data.data()), std::streamsize(data.size()));
+    return bool(f);
 }
 
 inline Bytes ReadFile(const std::string& path)
@@ -164,10 +216,10 @@ inline Bytes ReadFile(const std::string& path)
     return Bytes(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
 }
 
-// Runs a shell command, keeping its standard output if asked; false when it failed.
+// Runs a shell command quietly, keeping its standard output if asked; false when it failed.
 inline bool Shell(const std::string& command, Bytes* output = nullptr)
 {
-    FILE* f = popen((output ? command : "(" + command + ") >/dev/null").c_str(), "r");
+    FILE* f = popen(("(" + command + ") 2>/dev/null" + (output ? "" : " >/dev/null")).c_str(), "r");
     if (!f)
         return false;
     uint8_t block[65536];
@@ -198,13 +250,23 @@ inline Picture MagickDecode(const std::string& path)
                : Picture{};
 }
 
-inline Picture PillowDecode(const std::string& path)
+// Pillow's decoding, after the Python statement prepare (which may use ImageOps) if given.
+inline Picture PillowDecode(const std::string& path, const std::string& prepare = "")
 {
     Bytes out;
-    const std::string script = "import sys; from PIL import Image; im = Image.open(sys.argv[1]); "
+    const std::string script = "import sys; from PIL import Image, ImageOps; im = Image.open(sys.argv[1]); " +
+                               (prepare.empty() ? "" : prepare + "; ") +
                                "sys.stdout.write('%d %d\\n' % im.size); sys.stdout.flush(); "
                                "sys.stdout.buffer.write(im.convert('RGBA').tobytes())";
     return Shell("/usr/bin/python3 -c \"" + script + "\" '" + path + "'", &out) ? ParseDump(out) : Picture{};
+}
+
+// Runs Pillow's interpreter on a script; the script sees the folder as DIR.
+inline bool RunPython(const std::string& script, const std::string& dir)
+{
+    const std::string path = dir + "/script.py";
+    std::ofstream(path) << "import os, sys, struct\nDIR = \"" << dir << "\"\n" << script;
+    return std::system(("/usr/bin/python3 '" + path + "'").c_str()) == 0;
 }
 
 // ImageMagick's encoding of a picture, with the options before the output name.
@@ -224,7 +286,7 @@ LProcessResult Decode(const Bytes& file, LImageBuffer& image, int* depth = nullp
     Load<LInputStreamBuffer> data;
     data.lpStream = &stream;
     data.lpImage = &image;
-    Recorder silent;
+    RecordingProcess silent;
     const LProcessResult result = Process(process ? *process : silent, data);
     if (depth)
         *depth = data.iBitDepth;
@@ -250,7 +312,7 @@ Bytes Encode(const LImageBuffer& image,
     data.lpImage = &image;
     if (setup)
         setup(data);
-    Recorder silent;
+    RecordingProcess silent;
     const LProcessResult r = Process(silent, data);
     if (result)
         *result = r;
@@ -281,16 +343,17 @@ void ExpectRobust(const Bytes& file, size_t spareAtEnd = 0, int damagedCopies = 
         EXPECT_TRUE(r == LProcessResultFailed || (r == LProcessResultSuccess && image.IsValid()));
     }
 
-    Recorder watch, stopper;
+    RecordingProcess watch, stopper;
     ASSERT_EQ(Decode<Load>(file, image, nullptr, &watch), LProcessResultSuccess);
     ASSERT_FALSE(watch.arProgress.empty());
     for (size_t i = 1; i < watch.arProgress.size(); ++i)
         EXPECT_TRUE(watch.arProgress[i] - watch.arProgress[i - 1] >= 0.0099 || watch.arProgress[i] == 1.0);
     EXPECT_GT(watch.arProgress.back(), 0.98);
     EXPECT_LE(watch.arProgress.back(), 1.0);
-    EXPECT_EQ(watch.szStatus.rfind("Decoding ", 0), 0u);
+    ASSERT_FALSE(watch.arStatus.empty());
+    EXPECT_EQ(watch.arStatus.back().rfind("Decoding ", 0), 0u);
     stopper.iStopAfter = 0;
     EXPECT_EQ(Decode<Load>(file, image, nullptr, &stopper), LProcessResultCancelled);
 }
 
-} // namespace formats_test
+} // namespace codec_test
