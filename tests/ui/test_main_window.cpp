@@ -24,7 +24,7 @@ TEST(QDMainWindow, OpensTitledAndQuitsOnClose)
 
 TEST(QDMainWindow, ShowsTheOpenedPhotoOrTheMessage)
 {
-    App();
+    TestApp();
     char dir[] = "/tmp/quendrel-ui-XXXXXX";
     ASSERT_NE(mkdtemp(dir), nullptr);
     const std::string png = std::string(dir) + "/two.png";

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "doc_test_support.h"
+#include "document/doc_test_support.h"
 #include "foundation/LProcessAlert.h"
 #include "foundation/LProcessInterfaceQueueItem.h"
 #include "foundation/LProcessThread.h"
