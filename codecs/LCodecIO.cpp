@@ -24,7 +24,6 @@ void LCodecReadRowBGRA(const LImageBuffer& image, int y, uint32_t* out)
 
 bool LCodecAllocateTarget(LImageBuffer& image, int width, int height, bool alpha)
 {
-    if (width < 1 || height < 1 || uint64_t(width) * uint64_t(height) > LCodecMaxPixels)
-        return false;
-    return image.AllocateNewBuffer(LImageFormat(alpha ? B8G8R8A8 : B8G8R8, width, height)) && image.IsValid();
+    return width > 0 && height > 0 &&
+           LCodecAllocate(image, uint64_t(width), uint64_t(height), alpha ? B8G8R8A8 : B8G8R8);
 }

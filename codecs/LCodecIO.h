@@ -10,13 +10,10 @@
 #include <memory>
 #include <new>
 
+#include "codecs/LCodecCommon.h"
 #include "foundation/LProcessInterface.h"
 #include "foundation/LStream.h"
 #include "image/LImageBuffer.h"
-
-// Largest pixel count a decoder will allocate for; beyond it the buffer size checks of the
-// image store would refuse anyway, this only keeps the arithmetic in range.
-constexpr uint64_t LCodecMaxPixels = uint64_t(1) << 31;
 
 // Reads ahead into a block of its own. The wrapped stream's position runs ahead of what was
 // consumed, so a codec uses either this reader or the stream, not both, once it is made.
@@ -177,29 +174,9 @@ private:
     uint8_t arBlock[kBlock];
 };
 
-// Reports progress when it has grown by a hundredth and checks cancellation at the same moment.
-class LCodecProgress
-{
-public:
-    explicit LCodecProgress(LProcessInterface& process) : lpProcess(&process) {}
-    // False when the user asked to stop.
-    bool Update(double fraction)
-    {
-        if (fraction - dLast < 0.01)
-            return true;
-        dLast = fraction;
-        lpProcess->SetProgress(fraction);
-        return !lpProcess->IsToStop();
-    }
-
-private:
-    LProcessInterface* lpProcess;
-    double dLast = 0.0;
-};
-
 // Heap array without exceptions: a failed allocation leaves it null.
 template <class T>
-std::unique_ptr<T[]> LCodecAllocate(size_t count)
+std::unique_ptr<T[]> LCodecAllocateArray(size_t count)
 {
     return std::unique_ptr<T[]>(new (std::nothrow) T[count]);
 }
@@ -208,5 +185,6 @@ std::unique_ptr<T[]> LCodecAllocate(size_t count)
 // formats are copied directly; the others go through the buffer's iterator.
 void LCodecReadRowBGRA(const LImageBuffer& image, int y, uint32_t* out);
 
-// A decoder's target, allocated top row first; false when the memory isn't there.
+// A decoder's target, allocated top row first, under the shared size limits; false when the
+// size is refused or the memory isn't there.
 bool LCodecAllocateTarget(LImageBuffer& image, int width, int height, bool alpha);

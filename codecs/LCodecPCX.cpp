@@ -138,11 +138,11 @@ LProcessResult Process(LProcessInterface& process, LProcessPCXLoad<Base>& data)
     image.imf.HorizontalResolution = unsigned(h.iHorizontalDpi / 0.0254);
     image.imf.VerticalResolution = unsigned(h.iVerticalDpi / 0.0254);
 
-    auto line = LCodecAllocate<uint8_t>(size_t(bytesPerLine));
+    auto line = LCodecAllocateArray<uint8_t>(size_t(bytesPerLine));
     if (!line)
         return LProcessResultFailed;
     PCXSampleReader<Base> samplesIn(in, h.iEncoding != 0);
-    LCodecProgress progress(process);
+    LCodecProgress progress(process, 0.0, 1.0, false);
     for (int y = 0; y < height; ++y)
     {
         uint8_t* row = image.GetRow(y);
@@ -166,7 +166,7 @@ LProcessResult Process(LProcessInterface& process, LProcessPCXLoad<Base>& data)
                     *dst = line[x];
             }
         }
-        if (!progress.Update(double(y + 1) / height))
+        if (!progress.Step(double(y + 1) / height))
             return LProcessResultCancelled;
     }
     if (samplesIn.HasRunLeft())
@@ -212,14 +212,14 @@ LProcessResult Process(LProcessInterface& process, LProcessPCXSave<Base>& data)
     uint8_t raw[LCODEC_PCX_Header::kSize];
     h.Format(raw);
 
-    auto pix = LCodecAllocate<uint32_t>(size_t(width));
-    auto plane = LCodecAllocate<uint8_t>(size_t(width));
-    auto packed = LCodecAllocate<uint8_t>(size_t(width) * 2 + 1);
+    auto pix = LCodecAllocateArray<uint32_t>(size_t(width));
+    auto plane = LCodecAllocateArray<uint8_t>(size_t(width));
+    auto packed = LCodecAllocateArray<uint8_t>(size_t(width) * 2 + 1);
     if (!pix || !plane || !packed)
         return LProcessResultFailed;
     LCodecByteWriter<Base> out(*data.lpStream);
     out.Write(raw, sizeof raw);
-    LCodecProgress progress(process);
+    LCodecProgress progress(process, 0.0, 1.0, false);
     for (int y = 0; y < height; ++y)
     {
         LCodecReadRowBGRA(image, y, pix.get());
@@ -232,7 +232,7 @@ LProcessResult Process(LProcessInterface& process, LProcessPCXSave<Base>& data)
                 packed[n++] = 0;
             out.Write(packed.get(), n);
         }
-        if (!progress.Update(double(y + 1) / height))
+        if (!progress.Step(double(y + 1) / height))
             return LProcessResultCancelled;
     }
     return out.Finish() ? LProcessResultSuccess : LProcessResultFailed;

@@ -106,11 +106,11 @@ LProcessResult Process(LProcessInterface& process, LProcessPNMLoad<Base>& data)
     std::vector<uint8_t> scale(maximum >= 256 ? 65536 : 256);
     for (size_t v = 0; v < scale.size(); ++v)
         scale[v] = uint8_t(std::min<uint64_t>(255, v * 255 / maximum));
-    auto line = LCodecAllocate<uint8_t>(plain ? 1 : size_t(rowBytes));
+    auto line = LCodecAllocateArray<uint8_t>(plain ? 1 : size_t(rowBytes));
     if (!line)
         return LProcessResultFailed;
 
-    LCodecProgress progress(process);
+    LCodecProgress progress(process, 0.0, 1.0, false);
     for (uint32_t y = 0; y < height; ++y)
     {
         uint8_t* dst = image.GetRow(int(y));
@@ -178,7 +178,7 @@ LProcessResult Process(LProcessInterface& process, LProcessPNMLoad<Base>& data)
                         PNMStore(dst, sample(src), sample(src + 2), sample(src + 4));
             }
         }
-        if (!progress.Update(double(y + 1) / height))
+        if (!progress.Step(double(y + 1) / height))
             return LProcessResultCancelled;
     }
     if (plain)
@@ -213,15 +213,15 @@ LProcessResult Process(LProcessInterface& process, LProcessPNMSave<Base>& data)
         decimalLength[v] = uint8_t(snprintf(decimal[v], sizeof decimal[v], "%d ", v));
 
     const size_t lineSize = plain ? size_t(width) * 12 + 1 : size_t(width) * 3;
-    auto pix = LCodecAllocate<uint32_t>(size_t(width));
-    auto line = LCodecAllocate<uint8_t>(lineSize);
-    auto sample = LCodecAllocate<uint8_t>(size_t(width));
+    auto pix = LCodecAllocateArray<uint32_t>(size_t(width));
+    auto line = LCodecAllocateArray<uint8_t>(lineSize);
+    auto sample = LCodecAllocateArray<uint8_t>(size_t(width));
     if (!pix || !line || !sample)
         return LProcessResultFailed;
 
     LCodecByteWriter<Base> out(*data.lpStream);
     out.Write(header, size_t(headerLength));
-    LCodecProgress progress(process);
+    LCodecProgress progress(process, 0.0, 1.0, false);
     for (int y = 0; y < height; ++y)
     {
         LCodecReadRowBGRA(image, y, pix.get());
@@ -271,7 +271,7 @@ LProcessResult Process(LProcessInterface& process, LProcessPNMSave<Base>& data)
                 p[0] = uint8_t(pix[x] >> 16), p[1] = uint8_t(pix[x] >> 8), p[2] = uint8_t(pix[x]);
         }
         out.Write(line.get(), size_t(p - line.get()));
-        if (!progress.Update(double(y + 1) / height))
+        if (!progress.Step(double(y + 1) / height))
             return LProcessResultCancelled;
     }
     return out.Finish() ? LProcessResultSuccess : LProcessResultFailed;

@@ -225,7 +225,7 @@ LProcessResult Process(LProcessInterface& process, LProcessPSDLoad<Base>& data)
     LImageBuffer& image = *data.lpImage;
     if (!LCodecAllocateTarget(image, width, height, alpha))
         return LProcessResultFailed;
-    auto samples = LCodecAllocate<uint8_t>(size_t(width));
+    auto samples = LCodecAllocateArray<uint8_t>(size_t(width));
     if (!samples)
         return LProcessResultFailed;
 
@@ -463,8 +463,8 @@ LProcessResult Process(LProcessInterface& process, LProcessPSDSave<Base>& data)
     const bool alpha = pf == B8G8R8A8 || pf == B5G5R5A1;
     const int planeCount = alpha ? 4 : 3;
     const uint64_t planeSize = uint64_t(width) * uint64_t(height);
-    auto planes = LCodecAllocate<uint8_t>(size_t(planeSize * planeCount));
-    auto target = LCodecAllocate<uint8_t>(size_t(planeSize * planeCount));
+    auto planes = LCodecAllocateArray<uint8_t>(size_t(planeSize * planeCount));
+    auto target = LCodecAllocateArray<uint8_t>(size_t(planeSize * planeCount));
     if (!planes || !target || !PSDMakePlanes(image, planes.get(), alpha))
         return LProcessResultFailed;
 

@@ -114,7 +114,7 @@ LProcessResult Process(LProcessInterface& process, LProcessRASLoad<Base>& data)
     LImageBuffer& image = *data.lpImage;
     if (!LCodecAllocateTarget(image, width, height, depth == 32))
         return LProcessResultFailed;
-    auto line = LCodecAllocate<uint8_t>(size_t(rowBytes));
+    auto line = LCodecAllocateArray<uint8_t>(size_t(rowBytes));
     if (!line)
         return LProcessResultFailed;
 
@@ -138,7 +138,7 @@ LProcessResult Process(LProcessInterface& process, LProcessRASLoad<Base>& data)
     }
 
     RASRowReader<Base> rows(in, h.iType == 2);
-    LCodecProgress progress(process);
+    LCodecProgress progress(process, 0.0, 1.0, false);
     for (int y = 0; y < height; ++y)
     {
         if (!rows.Fill(line.get(), size_t(rowBytes)))
@@ -167,7 +167,7 @@ LProcessResult Process(LProcessInterface& process, LProcessRASLoad<Base>& data)
             }
             memset(dst, 0, size_t(width - x) * 3);
         }
-        if (!progress.Update(double(y + 1) / height))
+        if (!progress.Step(double(y + 1) / height))
             return LProcessResultCancelled;
     }
     data.iBitDepth = 24;
@@ -191,8 +191,8 @@ LProcessResult Process(LProcessInterface& process, LProcessRASSave<Base>& data)
     h.Format(raw);
 
     const size_t rowBytes = (size_t(width) * 3 + 1) & ~size_t(1);
-    auto pix = LCodecAllocate<uint32_t>(size_t(width));
-    auto line = LCodecAllocate<uint8_t>(rowBytes);
+    auto pix = LCodecAllocateArray<uint32_t>(size_t(width));
+    auto line = LCodecAllocateArray<uint8_t>(rowBytes);
     if (!pix || !line)
         return LProcessResultFailed;
     line[rowBytes - 1] = 0;

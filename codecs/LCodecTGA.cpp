@@ -229,12 +229,12 @@ LProcessResult Process(LProcessInterface& process, LProcessTGALoad<Base>& data)
 
     const bool topDown = (h.iDescriptor & 0x20) != 0;
     const bool rightToLeft = (h.iDescriptor & 0x10) != 0;
-    auto rowBytes = LCodecAllocate<uint8_t>(size_t(width) * size_t(bpp));
-    auto rowPix = LCodecAllocate<uint32_t>(size_t(width));
+    auto rowBytes = LCodecAllocateArray<uint8_t>(size_t(width) * size_t(bpp));
+    auto rowPix = LCodecAllocateArray<uint32_t>(size_t(width));
     if (!rowBytes || !rowPix)
         return LProcessResultFailed;
 
-    LCodecProgress progress(process);
+    LCodecProgress progress(process, 0.0, 1.0, false);
     int packetLeft = 0;
     bool packetRepeat = false;
     uint32_t repeatValue = 0;
@@ -275,7 +275,7 @@ LProcessResult Process(LProcessInterface& process, LProcessTGALoad<Base>& data)
             }
         }
         TGAStoreRow(image.GetRow(topDown ? r : height - 1 - r), rowPix.get(), width, alpha, rightToLeft);
-        if (!progress.Update(double(r + 1) / height))
+        if (!progress.Step(double(r + 1) / height))
             return LProcessResultCancelled;
     }
     data.iBitDepth = h.iDepth;
@@ -442,14 +442,14 @@ LProcessResult Process(LProcessInterface& process, LProcessTGASave<Base>& data)
     const int width = image.GetWidth(), height = image.GetHeight();
     if (width > 65535 || height > 65535)
         return LProcessResultFailed;
-    auto pix = LCodecAllocate<uint32_t>(size_t(width));
+    auto pix = LCodecAllocateArray<uint32_t>(size_t(width));
     std::unique_ptr<TGAColourSet> set(new (std::nothrow) TGAColourSet);
     if (!pix || !set)
         return LProcessResultFailed;
 
     // Which layouts can hold the picture: palette, grey, and whether any alpha needs keeping.
     bool anyAlpha = false, allGrey = true, palette = true;
-    LCodecProgress progress(process);
+    LCodecProgress progress(process, 0.0, 1.0, false);
     for (int y = 0; y < height; ++y)
     {
         LCodecReadRowBGRA(image, y, pix.get());
@@ -468,7 +468,7 @@ LProcessResult Process(LProcessInterface& process, LProcessTGASave<Base>& data)
         }
         if (!palette && !allGrey && anyAlpha)
             break;
-        if (!progress.Update(0.3 * (y + 1) / height))
+        if (!progress.Step(0.3 * (y + 1) / height))
             return LProcessResultCancelled;
     }
     set->Finish();
@@ -483,14 +483,14 @@ LProcessResult Process(LProcessInterface& process, LProcessTGASave<Base>& data)
         layout = TGAGrey;
     const int bpp = layout == TGATrueColour ? int(b) : layout == TGAGrey ? (anyAlpha ? 2 : 1) : 1;
     const size_t rowSize = size_t(width) * size_t(bpp);
-    auto rowBytes = LCodecAllocate<uint8_t>(rowSize);
+    auto rowBytes = LCodecAllocateArray<uint8_t>(rowSize);
     if (!rowBytes)
         return LProcessResultFailed;
 
     // Run-length packets into a buffer as large as the plain pixel data; if they don't fit the
     // plain form is written instead. A stop here ends the packing without being reported.
     const size_t plainSize = size_t(pixels) * size_t(bpp);
-    auto packed = LCodecAllocate<uint8_t>(plainSize);
+    auto packed = LCodecAllocateArray<uint8_t>(plainSize);
     uint8_t* packedEnd = packed.get();
     bool rle = packed != nullptr;
     for (int y = 0; rle && y < height; ++y)
@@ -499,7 +499,7 @@ LProcessResult Process(LProcessInterface& process, LProcessTGASave<Base>& data)
         TGAEncodeRow(layout, anyAlpha, pix.get(), width, *set, rowBytes.get());
         if (!TGAPackRowAny(bpp, rowBytes.get(), width, packedEnd, packed.get() + plainSize))
             rle = false;
-        else if (!progress.Update(0.3 + 0.6 * (y + 1) / height))
+        else if (!progress.Step(0.3 + 0.6 * (y + 1) / height))
             break;
     }
 
@@ -537,7 +537,7 @@ LProcessResult Process(LProcessInterface& process, LProcessTGASave<Base>& data)
             LCodecReadRowBGRA(image, y, pix.get());
             TGAEncodeRow(layout, anyAlpha, pix.get(), width, *set, rowBytes.get());
             out.Write(rowBytes.get(), rowSize);
-            if (!progress.Update(0.3 + 0.7 * (y + 1) / height))
+            if (!progress.Step(0.3 + 0.7 * (y + 1) / height))
                 return LProcessResultCancelled;
         }
     }

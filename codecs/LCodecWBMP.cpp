@@ -67,10 +67,10 @@ LProcessResult Process(LProcessInterface& process, LProcessWBMPLoad<Base>& data)
     LImageBuffer& image = *data.lpImage;
     if (!LCodecAllocateTarget(image, int(width), int(height), false))
         return LProcessResultFailed;
-    auto line = LCodecAllocate<uint8_t>(size_t(rowBytes));
+    auto line = LCodecAllocateArray<uint8_t>(size_t(rowBytes));
     if (!line)
         return LProcessResultFailed;
-    LCodecProgress progress(process);
+    LCodecProgress progress(process, 0.0, 1.0, false);
     for (uint32_t y = 0; y < height; ++y)
     {
         if (!in.Read(line.get(), size_t(rowBytes)))
@@ -78,7 +78,7 @@ LProcessResult Process(LProcessInterface& process, LProcessWBMPLoad<Base>& data)
         uint8_t* dst = image.GetRow(int(y));
         for (uint32_t x = 0; x < width; ++x, dst += 3)
             dst[0] = dst[1] = dst[2] = (line[x >> 3] >> (7 - (x & 7))) & 1 ? 255 : 0;
-        if (!progress.Update(double(y + 1) / height))
+        if (!progress.Step(double(y + 1) / height))
             return LProcessResultCancelled;
     }
     data.iBitDepth = 2;
@@ -103,8 +103,8 @@ LProcessResult Process(LProcessInterface& process, LProcessWBMPSave<Base>& data)
     length += n;
 
     const size_t rowBytes = (size_t(width) + 7) / 8;
-    auto pix = LCodecAllocate<uint32_t>(size_t(width));
-    auto line = LCodecAllocate<uint8_t>(rowBytes);
+    auto pix = LCodecAllocateArray<uint32_t>(size_t(width));
+    auto line = LCodecAllocateArray<uint8_t>(rowBytes);
     if (!pix || !line)
         return LProcessResultFailed;
     LCodecByteWriter<Base> out(*data.lpStream);
