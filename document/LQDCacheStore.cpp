@@ -1,16 +1,15 @@
 #include "document/LQDCacheStore.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <dirent.h>
-#include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "document/DeleteFileThread.h"
 #include "document/QDFolders.h"
+#include "foundation/LStream.h"
 #include "image/LImageBuffer.h"
 
 // The store is defined before the delete thread, so it outlives the thread's final clean-up.
@@ -85,38 +84,6 @@ void LQDCacheStore::UnLock(int id)
         vBusy[size_t(id)] = 0;
 }
 
-static bool WriteAll(int fd, const void* data, size_t size)
-{
-    const uint8_t* p = static_cast<const uint8_t*>(data);
-    while (size)
-    {
-        ssize_t n = write(fd, p, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        p += n;
-        size -= size_t(n);
-    }
-    return true;
-}
-
-static bool ReadAll(int fd, void* data, size_t size)
-{
-    uint8_t* p = static_cast<uint8_t*>(data);
-    while (size)
-    {
-        ssize_t n = read(fd, p, size);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        p += n;
-        size -= size_t(n);
-    }
-    return true;
-}
-
 bool LQDCacheStore::SetImage(const LImageBuffer& buffer, int id)
 {
     deleteThread.DontDeleteFile(id);
@@ -125,15 +92,15 @@ bool LQDCacheStore::SetImage(const LImageBuffer& buffer, int id)
     char path[260];
     if (!MakeCacheFilePath(path, id))
         return false;
-    int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0)
+    LOutputStream<LOutputStreamFile> file;
+    if (!file.Open(path))
     {
         MarkInvalid(id);
         return false;
     }
     size_t size = buffer.GetFormat().CalculateBufferSize();
-    bool ok = WriteAll(fd, &buffer.GetFormat(), kHeaderSize) && WriteAll(fd, buffer.GetData(), size);
-    ok = close(fd) == 0 && ok;
+    bool ok = file.Write(&buffer.GetFormat(), kHeaderSize) && file.Write(buffer.GetData(), size);
+    ok = file.Close() && ok;
     if (!ok)
         MarkInvalid(id);
     return ok;
@@ -147,22 +114,21 @@ bool LQDCacheStore::RetrieveImage(LImageBuffer& buffer, int id)
     char path[260];
     if (!MakeCacheFilePath(path, id))
         return false;
-    int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
+    LInputStream<LInputStreamFile> file;
+    if (!file.Open(path))
         return false;
     LImageFormat format;
-    bool ok = ReadAll(fd, &format, kHeaderSize);
+    bool ok = file.Read(&format, kHeaderSize);
     // The header is our own, but the file is on disk: a damaged one must not crash.
     if (ok)
     {
         format.iBufferEncoding = 0;
         // The file must hold exactly the pixels the header promises before we allocate for them.
-        struct stat st;
         uint64_t size = format.IsValid() ? format.CalculateBufferSize() : 0;
-        ok = size != 0 && fstat(fd, &st) == 0 && uint64_t(st.st_size) == kHeaderSize + size &&
-             buffer.AllocateNewBuffer(format) && ReadAll(fd, buffer.GetData(), size_t(size));
+        ok = size != 0 && uint64_t(file.GetSize64()) == kHeaderSize + size &&
+             buffer.AllocateNewBuffer(format) && file.Read(buffer.GetData(), size_t(size));
     }
-    close(fd);
+    file.Close();
     if (!ok)
     {
         buffer.Destroy();
