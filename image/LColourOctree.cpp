@@ -121,6 +121,14 @@ void LOctree<T>::MergeNodes(int target)
     LOctreeMergeableNode best;
     while (nLeaves > target && FindBestMergeNode(heap, best))
     {
+        // Folding the whole node would leave fewer leaves than asked for: its least used
+        // children go into their nearest siblings one by one instead, so the palette is full.
+        if (arNodes[best.iNode].nChildren - 1 > nLeaves - target)
+        {
+            while (nLeaves > target)
+                FoldLeastUsedChild(best.iNode);
+            break;
+        }
         Node& n = arNodes[best.iNode];
         for (uint32_t& c : n.arChild)
         {
@@ -140,6 +148,28 @@ void LOctree<T>::MergeNodes(int target)
             std::push_heap(heap.begin(), heap.end(), MergesLater);
         }
     }
+}
+
+template <class T>
+void LOctree<T>::FoldLeastUsedChild(uint32_t node)
+{
+    Node& n = arNodes[node];
+    uint32_t* least = nullptr;
+    for (uint32_t& c : n.arChild)
+        if (c && (!least || arNodes[c].data.GetCount() < arNodes[*least].data.GetCount()))
+            least = &c;
+    uint32_t nearest = 0;
+    for (uint32_t c : n.arChild)
+        if (c && c != *least &&
+            (!nearest || arNodes[c].data.GetDistance(arNodes[*least].data) <
+                             arNodes[nearest].data.GetDistance(arNodes[*least].data)))
+            nearest = c;
+    arNodes[nearest].data.Merge(arNodes[*least].data);
+    arNodes[*least].arChild[0] = iFreeHead;
+    iFreeHead = *least;
+    *least = 0;
+    --n.nChildren;
+    --nLeaves;
 }
 
 template class LOctree<LColourOctreeData>;

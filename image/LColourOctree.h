@@ -29,6 +29,15 @@ struct LColourOctreeData
         iRed += o.iRed, iGreen += o.iGreen, iBlue += o.iBlue, nPixels += o.nPixels;
     }
     uint64_t GetCount() const { return nPixels; }
+    // Squared distance between the mean colours, in units of 1/256 of a value.
+    uint64_t GetDistance(const LColourOctreeData& o) const
+    {
+        auto mean = [](uint64_t sum, uint64_t n) { return int64_t(n ? (sum << 8) / n : 0); };
+        const int64_t dr = mean(iRed, nPixels) - mean(o.iRed, o.nPixels),
+                      dg = mean(iGreen, nPixels) - mean(o.iGreen, o.nPixels),
+                      db = mean(iBlue, nPixels) - mean(o.iBlue, o.nPixels);
+        return uint64_t(dr * dr + dg * dg + db * db);
+    }
 
     uint64_t iRed = 0, iGreen = 0, iBlue = 0, nPixels = 0;
     uint8_t r = 0, g = 0, b = 0;
@@ -63,7 +72,8 @@ public:
     // False when out of memory.
     bool Insert(const T& item);
     int GetLeafCount() const { return nLeaves; }
-    // Merges nodes into their parents until at most target leaves remain (1 at the least).
+    // Merges nodes into their parents until target leaves remain (1 at the least), or as many as
+    // there were when fewer.
     void MergeNodes(int target);
     // Calls f(data) for every leaf, children in index order.
     template <class F>
@@ -88,6 +98,9 @@ protected:
     bool IsMergeable(uint32_t node) const;
     LOctreeMergeableNode MakeCandidate(uint32_t node) const;
     uint32_t NewNode(uint32_t parent, unsigned level);
+    // Merges the child of node with the fewest items into the sibling nearest to it; node must
+    // have two children or more, all leaves.
+    void FoldLeastUsedChild(uint32_t node);
     template <class F>
     void VisitLeaves(uint32_t node, F& f) const
     {
