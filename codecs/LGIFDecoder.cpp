@@ -176,7 +176,7 @@ LProcessResult LGIFDecoder<Base>::GetFrame(LProcessInterface& process, LImageBuf
         !LCodecAllocate(image, width, height, B8G8R8A8))
         return LProcessResultFailed;
     uint32_t fill = 0;
-    if (clearing && screen.HasGlobalTable() && screen.iBackground != 0)
+    if (clearing && screen.iBackground != 0 && screen.iBackground < globalTable.GetCount())
     {
         const uint8_t* c = globalTable.arRGB.data() + 3 * screen.iBackground;
         fill = uint32_t(c[2]) | uint32_t(c[1]) << 8 | uint32_t(c[0]) << 16 | 0xFF000000u;
