@@ -16,7 +16,8 @@ class LGIFEncoder
 public:
     // A width or height of 0 lets the frames decide the screen: it grows to hold each one, and
     // Finalise writes the final size over the first. Sizes keep their low 16 bits. A loop count
-    // of 0 or more makes an animation that repeats that often (0 for ever); -1 writes none.
+    // of 0 or more makes an animation that repeats that often (0 for ever); -1 writes none. The
+    // stream must outlive the encoder, whose destructor finishes the file.
     LGIFEncoder(LOutputStream<Base>& stream, int width, int height, int loopCount = -1);
     ~LGIFEncoder();
     LGIFEncoder(const LGIFEncoder&) = delete;
