@@ -15,3 +15,4 @@
 #include "image/LImageBoxBlur.h"
 #include "image/LImgProMotionBlur.h"
 #include "image/LImgProNoise.h"
+#include "image/LImgProQuantise.h"
