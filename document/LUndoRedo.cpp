@@ -16,13 +16,10 @@ void LUndoRedoGroup::Undo()
 
 void LUndoRedoGroup::Redo()
 {
-    // The list runs newest first; redo must replay in the order the changes were made.
-    std::vector<LUndoRedoItem*> items;
-    items.reserve(lFirst.GetCount());
-    for (LUndoRedoItem* item = lFirst.GetFirst(); item; item = item->GetNextItem())
-        items.push_back(item);
-    for (size_t i = items.size(); i-- > 0;)
-        items[i]->Redo();
+    // The list runs newest first; redo must replay in the order the changes were made. Walked
+    // by index from the end: groups are short, and a redo must not fail for want of memory.
+    for (size_t i = lFirst.GetCount(); i-- > 0;)
+        lFirst.GetAt(i)->Redo();
 }
 
 void LUndoRedoGroup::GetName(char* name)

@@ -66,8 +66,16 @@ void QDProject::DeletePipelineElement(QDImagePipelineElement* element, bool bAdd
     long index = pipeline.GetElementIndex(element);
     if (index < 0)
         return;
+    // Kept for undo; without memory to keep it, it stays allocated to the end of the run
+    // rather than taking the program down.
+    try
+    {
+        vDetached.push_back(element);
+    }
+    catch (...)
+    {
+    }
     pipeline.DeleteElement(element);
-    vDetached.push_back(element);
     bRenderRequested = true;
     if (bAddUndo)
         undoStack.AddItem<QDProjectUndoRedoPipelineElementDeletion>(this, element, size_t(index));
