@@ -102,6 +102,23 @@ void LQDCacheStore::UnLock(int id)
         vBusy[size_t(id)] = 0;
 }
 
+// The buffer's data as it lies in memory, except that the padding behind each row's pixels is
+// written as zeros: nothing ever set it, and what a file holds should never be left to chance.
+static bool WritePixels(LOutputStream<LOutputStreamFile>& file, const LImageBuffer& buffer)
+{
+    const LImageFormat& f = buffer.GetFormat();
+    const size_t size = f.CalculateBufferSize();
+    const size_t row = f.nWidthBytes,
+                 pixels = (size_t(LGetPixelFormatBits(f.pf)) * size_t(f.iWidth) + 7) >> 3;
+    if (LIsPlanarPixelFormat(f.pf) || pixels >= row || size != row * size_t(f.iHeight))
+        return file.Write(buffer.GetData(), size);
+    static const uint8_t zeros[16] = {};
+    for (int y = 0; y < f.iHeight; ++y)
+        if (!file.Write(buffer.GetData() + size_t(y) * row, pixels) || !file.Write(zeros, row - pixels))
+            return false;
+    return true;
+}
+
 bool LQDCacheStore::SetImage(const LImageBuffer& buffer, int id, int* error)
 {
     int failure = 0;
@@ -119,8 +136,7 @@ bool LQDCacheStore::SetImage(const LImageBuffer& buffer, int id, int* error)
         failure = errno;
     else
     {
-        size_t size = buffer.GetFormat().CalculateBufferSize();
-        ok = file.Write(&buffer.GetFormat(), kHeaderSize) && file.Write(buffer.GetData(), size);
+        ok = file.Write(&buffer.GetFormat(), kHeaderSize) && WritePixels(file, buffer);
         ok = file.Close() && ok;
         if (!ok)
             failure = file.GetError();
