@@ -1,6 +1,8 @@
 #include "document/QDOriginalImage.h"
 
+#include <cerrno>
 #include <cmath>
+#include <new>
 #include <cstdio>
 #include <cstring>
 
@@ -21,27 +23,54 @@ int QDOriginalImage::LowResSize(int size, float scale)
     return v < 1 ? 1 : int(v);
 }
 
-QDOriginalImage::QDOriginalImage(const LImageBuffer& buffer, float lowResScale) : fLowResScale(lowResScale)
+QDOriginalImage* QDOriginalImage::Create(const LImageBuffer& buffer, float lowResScale, LString& error)
 {
-    bBaseElement = true;
-    iWidth = uint32_t(buffer.GetWidth());
-    iHeight = uint32_t(buffer.GetHeight());
-    iSourceCacheId = LQDCacheNewImage(buffer);
-    iHighResCacheId = LQDCacheNewImage(buffer);
-    // The reduction works on four channels, as everything loaded from the cache has.
-    const LImageBuffer* four = &buffer;
-    LImageBuffer converted;
-    if (buffer.GetPixelFormat() != B8G8R8A8 && LImage::New(converted, buffer.GetWidth(), buffer.GetHeight()))
+    error.Clear();
+    if (!buffer.IsValid())
     {
-        LConvertPixelFormat(converted, buffer);
-        four = &converted;
+        error = "Out of memory";
+        return nullptr;
     }
-    LImageBuffer low;
-    LProcessInterfaceVoid silent;
-    if (LImage::Resize(silent, *four, low, LowResSize(buffer.GetWidth(), fLowResScale),
-                       LowResSize(buffer.GetHeight(), fLowResScale), false,
-                       LImage::ResizeNearest) == LProcessResultSuccess)
-        iLowResCacheId = LQDCacheNewImage(low);
+    QDOriginalImage* image = new (std::nothrow) QDOriginalImage();
+    if (!image)
+    {
+        error = "Out of memory";
+        return nullptr;
+    }
+    image->fLowResScale = lowResScale;
+    image->iWidth = uint32_t(buffer.GetWidth());
+    image->iHeight = uint32_t(buffer.GetHeight());
+    int failure = 0;
+    image->iSourceCacheId = LQDCacheNewImage(buffer, &failure);
+    if (image->iSourceCacheId >= 0)
+        image->iHighResCacheId = LQDCacheNewImage(buffer, &failure);
+    if (image->iHighResCacheId >= 0)
+    {
+        // The reduction works on four channels, as everything loaded from the cache has.
+        const LImageBuffer* four = &buffer;
+        LImageBuffer converted;
+        if (buffer.GetPixelFormat() != B8G8R8A8)
+        {
+            if (LImage::New(converted, buffer.GetWidth(), buffer.GetHeight()))
+                LConvertPixelFormat(converted, buffer);
+            four = &converted;
+        }
+        LImageBuffer low;
+        LProcessInterfaceVoid silent;
+        if (four->IsValid() && LImage::Resize(silent, *four, low, LowResSize(buffer.GetWidth(), lowResScale),
+                                              LowResSize(buffer.GetHeight(), lowResScale), false,
+                                              LImage::ResizeNearest) == LProcessResultSuccess)
+            image->iLowResCacheId = LQDCacheNewImage(low, &failure);
+        else
+            failure = ENOMEM;
+    }
+    if (image->iLowResCacheId < 0)
+    {
+        error = failure == 0 || failure == ENOMEM ? "Out of memory" : strerror(failure);
+        delete image; // gives up what was stored
+        return nullptr;
+    }
+    return image;
 }
 
 QDOriginalImage::~QDOriginalImage()
@@ -165,19 +194,28 @@ QDOriginalImage* QDOriginalImageFactory::CreateLayer(QDProject& project, void* w
     element->lpBackground = &project.crBackground;
     element->SetDirty();
     element->fLowResScale = project.viewport.fLowResScale;
-    snprintf(element->szFilePath, sizeof(element->szFilePath), "%s", project.szFilePath);
+    tstrcpy_s(element->szFilePath, project.szFilePath); // the same size
     project.AddPipelineElement(element, bAddUndo);
     return element;
 }
 
 QDOriginalImage* QDOriginalImageFactory::CreateLayer(QDProject& project, const LImageBuffer& buffer,
-                                                     bool bAddUndo, bool bUnused, const char* path)
+                                                     bool bAddUndo, bool bUnused, const char* path,
+                                                     LProcessInterface* process)
 {
     (void)bUnused;
-    QDOriginalImage* element = new QDOriginalImage(buffer, project.viewport.fLowResScale);
+    LString error;
+    QDOriginalImage* element = QDOriginalImage::Create(buffer, project.viewport.fLowResScale, error);
+    if (!element)
+    {
+        if (process)
+            process->SetError(error);
+        return nullptr;
+    }
     element->lpBackground = &project.crBackground;
-    if (path)
-        snprintf(element->szFilePath, sizeof(element->szFilePath), "%s", path);
+    // A path that was opened always fits; one that doesn't is left out rather than cut.
+    if (path && !tstrcpy_s(element->szFilePath, path))
+        element->szFilePath[0] = 0;
     project.AddPipelineElement(element, bAddUndo);
     return element;
 }

@@ -5,6 +5,8 @@
 #include "document/LGuiColor.h"
 #include "document/QDImagePipelineElement.h"
 #include "document/LUndoRedo.h"
+#include "foundation/LFile.h"
+#include "foundation/LString.h"
 
 class QDProject;
 
@@ -14,8 +16,9 @@ public:
     // Empty: the source is set later.
     QDOriginalImage();
     // Stores the pixels as source and as high-resolution output, and the low-resolution output
-    // scaled by lowResScale.
-    QDOriginalImage(const LImageBuffer& buffer, float lowResScale);
+    // scaled by lowResScale. Null when they can't all be kept: error then holds "Out of memory"
+    // or the disk's message, and nothing stays in the cache.
+    static QDOriginalImage* Create(const LImageBuffer& buffer, float lowResScale, LString& error);
     ~QDOriginalImage() override;
 
     const char* GetName() const override { return "Original Image"; }
@@ -31,7 +34,7 @@ public:
     const LGuiColorAlpha* lpBackground = nullptr;
     float fLowResScale = 1.0f;
     int32_t iSourceCacheId = -1;
-    char szFilePath[260] = {};
+    char szFilePath[LFILE_MAX_PATH] = {};
 };
 
 class QDOriginalImageSelectionDeletion : public LUndoRedoItem
@@ -58,9 +61,10 @@ class QDOriginalImageFactory
 public:
     // An empty element for a project whose picture comes later.
     static QDOriginalImage* CreateLayer(QDProject& project, void* window, bool bAddUndo);
-    // From a picture; path, when given, is where it came from.
+    // From a picture; path, when given, is where it came from. Null when the picture can't be
+    // kept, with the message set on process when one is given.
     static QDOriginalImage* CreateLayer(QDProject& project, const LImageBuffer& buffer, bool bAddUndo,
-                                        bool bUnused, const char* path);
+                                        bool bUnused, const char* path, LProcessInterface* process = nullptr);
 };
 
 // Straight-alpha "over" of source onto destination of the same size, both B8G8R8A8.
