@@ -162,6 +162,10 @@ void QDOriginalImageSelectionDeletion::GetName(char* name)
     snprintf(name, LUNDO_NAME_SIZE, "Delete Selected Area");
 }
 
+// Written once per source and copied into every recovery file after that; speed counts more than
+// the last tenth of the size.
+static constexpr int kSourcePngLevel = 1;
+
 void QDOriginalImage::SourceChanged()
 {
     LLockObjectGuard guard(loEncoded);
@@ -186,12 +190,16 @@ std::shared_ptr<const std::vector<uint8_t>> QDOriginalImage::GetEncodedSource(LP
     }
     auto bytes = std::make_shared<std::vector<uint8_t>>();
     LOutputStream<LOutputStreamByteArray> stream;
-    LProcessImageSave<LOutputStreamByteArray> save;
+    LProcessPNGSave<LOutputStreamByteArray> save;
     save.lpImage = &source;
-    save.codec = LImageCodec(LImageCodecPNG);
     save.lpStream = &stream;
+    save.iCompressionLevel = kSourcePngLevel;
     if (Process(process, save) != LProcessResultSuccess)
+    {
+        if (!process.IsToStop())
+            process.SetError("The image could not be saved");
         return nullptr;
+    }
     stream.GetArray().swap(*bytes);
     LLockObjectGuard guard(loEncoded);
     // A source changed during the encode keeps its own, later PNG.
