@@ -217,7 +217,9 @@ private:
         if (position < 0 || vStack.empty())
             return true;
         LSDFChunkInfo& container = vStack.back();
-        while (container.lpNextUnknown && container.lpNextUnknown->iPosition < position)
+        // One without a position waits for the container's end.
+        while (container.lpNextUnknown && container.lpNextUnknown->iPosition >= 0 &&
+               container.lpNextUnknown->iPosition < position)
             if (!WriteNextUnknown(container))
                 return false;
         return true;

@@ -97,8 +97,10 @@ LProcessResult QDSDFFileSave(LProcessInterface& process, const char* path, uint3
     }
     LSDFFileWriter writer;
     LProcessResult r = writer.Open(stream, fileType, fileVersion) ? body(writer) : LProcessResultFailed;
+    // A failure of the body keeps the body's message; one of the file's own gets this one.
+    bool ioFailed = !writer.bOk;
     if (r == LProcessResultSuccess && !writer.Close())
-        r = LProcessResultFailed;
+        ioFailed = true, r = LProcessResultFailed;
     const bool closed = stream.Close();
     bool moved = false;
     if (r == LProcessResultSuccess)
@@ -110,7 +112,7 @@ LProcessResult QDSDFFileSave(LProcessInterface& process, const char* path, uint3
             fileMode = st.st_mode & 07777;
         if (!closed || (mode.bSync && !SyncPath(temp, false)) || chmod(temp, fileMode) != 0 ||
             !LFile::MoveFile(temp, target.c_str()))
-            r = LProcessResultFailed;
+            ioFailed = true, r = LProcessResultFailed;
         else
         {
             moved = true;
@@ -122,7 +124,7 @@ LProcessResult QDSDFFileSave(LProcessInterface& process, const char* path, uint3
             }
         }
     }
-    if (r == LProcessResultFailed)
+    if (ioFailed)
         process.SetError(kCouldNotWrite);
     if (!moved)
         LFile::DeleteFile(temp);
@@ -139,14 +141,16 @@ LProcessResult QDSDFMemoryLoad(LProcessInterface& process, const uint8_t* data, 
     if (!reader.Open(stream, fileType))
     {
         // Tell a newer container from a file that is no project at all.
-        uint16_t version = 0;
-        const bool ours = size >= 6 && memcmp(data, kLSDFMagic, 4) == 0;
-        if (ours)
-            version = uint16_t(data[4] | data[5] << 8);
-        process.SetError(!ours || (version == kLSDFContainerVersion && size < kLSDFHeadSize)
-                             ? "The file is not a project file."
-                         : version != kLSDFContainerVersion ? "The project file was made by a newer version."
-                                                            : kDamaged);
+        const bool magic = size >= 4 && memcmp(data, kLSDFMagic, 4) == 0;
+        const uint16_t version = size >= 6 ? uint16_t(data[4] | data[5] << 8) : 0;
+        const uint32_t type =
+            size >= 10 ? uint32_t(data[6] | data[7] << 8 | data[8] << 16 | uint32_t(data[9]) << 24) : 0;
+        if (!magic || size < kLSDFHeadSize || (version == kLSDFContainerVersion && type != fileType))
+            process.SetError("The file is not a project file.");
+        else if (version != kLSDFContainerVersion)
+            process.SetError("The project file was made by a newer version.");
+        else
+            process.SetError(kDamaged);
         return LProcessResultFailed;
     }
     if (!reader.CheckStructure())
