@@ -118,13 +118,14 @@ bool QDCliEngine::ParseEffects(int argc, char** argv, std::vector<QDCliEffectSpe
             if (eq == std::string::npos || !QDPropertyParse(d, pair.c_str() + eq + 1, v) || v < d.dMin ||
                 v > d.dMax)
             {
-                fprintf(stderr, "quendrel-cli: %s:%s takes %s from %s to %s, not \"%s\"\n", name.c_str(),
-                        key.c_str(),
-                        d.eType == QDPropertyBool  ? "true or false"
-                        : d.eType == QDPropertyInt ? "a whole number"
-                                                   : "a number",
-                        QDPropertyFormat(d, d.dMin).c_str(), QDPropertyFormat(d, d.dMax).c_str(),
-                        eq == std::string::npos ? "" : pair.c_str() + eq + 1);
+                const char* given = eq == std::string::npos ? "" : pair.c_str() + eq + 1;
+                if (d.eType == QDPropertyBool)
+                    fprintf(stderr, "quendrel-cli: %s:%s takes true or false, not \"%s\"\n", name.c_str(),
+                            key.c_str(), given);
+                else
+                    fprintf(stderr, "quendrel-cli: %s:%s takes %s from %s to %s, not \"%s\"\n", name.c_str(),
+                            key.c_str(), d.eType == QDPropertyInt ? "a whole number" : "a number",
+                            QDPropertyFormat(d, d.dMin).c_str(), QDPropertyFormat(d, d.dMax).c_str(), given);
                 return false;
             }
             spec.vValues.push_back({size_t(row), v});
