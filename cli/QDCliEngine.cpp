@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <sys/statvfs.h>
+#include <unistd.h>
 
 #include "codecs/LImage.h"
 #include "document/DeleteFileThread.h"
@@ -38,10 +40,25 @@ std::string SettableNames(QDPropertyTable table)
 }
 } // namespace
 
+// The picture cache of a run lives and dies with it, so memory serves it better than a disk:
+// /dev/shm when it has room for a few dozen full-size pictures and TMPDIR names no folder.
+static bool CacheFolder(char* folder)
+{
+    struct statvfs fs;
+    const char* tmpdir = getenv("TMPDIR");
+    if ((!tmpdir || !*tmpdir) && statvfs("/dev/shm", &fs) == 0 &&
+        uint64_t(fs.f_bavail) * fs.f_frsize >= (uint64_t(4) << 30) && access("/dev/shm", W_OK) == 0)
+    {
+        strcpy(folder, "/dev/shm");
+        return true;
+    }
+    return LFile::GetTempFolder(folder);
+}
+
 QDCliEngine::QDCliEngine(bool bPrivateData)
 {
     char folder[LFILE_MAX_PATH];
-    if (!LFile::GetTempFolder(folder))
+    if (!CacheFolder(folder))
         return;
     std::string root = std::string(folder) + "/quendrel-cli-XXXXXX";
     if (!mkdtemp(root.data()))
@@ -164,7 +181,10 @@ bool QDCliEngine::Render(QDCliProcess& process, QDProject& project, LImageBuffer
     QDProject* projects = &project;
     QDImagePipelineElementProcessingThread thread(&projects);
     project.bRenderRequested = true;
-    thread.SetCurrentProjectAndStart(&project);
+    // The desktop program renders below normal priority to keep its window responsive; here
+    // nothing else waits, so the thread runs as the command itself does.
+    thread.lpCurrentProject = &project;
+    thread.Start(LThreadPriorityNormal);
     thread.WaitToStop();
     if (project.bRenderRequested || !LQDCacheLoadImage(out, project.iHighResCacheId) || !out.IsValid())
     {

@@ -411,3 +411,46 @@ TEST_F(ProjectFileTest, RenderThreadWritesTheRecoveryFileAfterARender)
     ASSERT_EQ(Load(recovered, path), 0);
     EXPECT_EQ(At<QDEffectBlur>(recovered, 1)->GetProperties().dRadius, 4.0);
 }
+
+TEST_F(ProjectFileTest, ColourAndCircleHelpersUseTheirFixedIds)
+{
+    const std::string path = Path("helpers.sdf");
+    KeepError process;
+    LGuiColor colour;
+    colour.red = 0x12FF, colour.green = 0x3400, colour.blue = 0xFF00;
+    ASSERT_EQ(QDSDFFileSave(process, path.c_str(), 2, 0,
+                            [&](LSDFFileWriter& w)
+                            {
+                                const bool ok =
+                                    QDProjectFileWriteColor(w, 8, colour) && w.StartContainer(20) &&
+                                    QDProjectFileWriteCircle(w, 1.5, -2.25, 7.0) && w.EndContainer(20);
+                                return ok ? LProcessResultSuccess : LProcessResultFailed;
+                            }),
+              0);
+    std::vector<uint16_t> circleIds;
+    LGuiColor read;
+    double x = 0, y = 0, radius = 0;
+    ASSERT_EQ(QDSDFFileLoad(process, path.c_str(), 2,
+                            [&](LSDFMemoryReader& r)
+                            {
+                                for (LSDFMemoryChunkIterator it(r); it.IsValid(); it.Next())
+                                    if (it->iId == 8)
+                                        QDProjectFileLoadColor(r, it.Get(), read);
+                                    else if (it->iId == 20)
+                                    {
+                                        for (LSDFMemoryChunkIterator c(r, it.Get()); c.IsValid(); c.Next())
+                                            circleIds.push_back(c->iId);
+                                        QDProjectFileLoadCircle(r, it.Get(), x, y, radius);
+                                    }
+                                return LProcessResultSuccess;
+                            }),
+              0);
+    // Only the high bytes travel, and come back multiplied by 256.
+    EXPECT_EQ(read.red, 0x1200);
+    EXPECT_EQ(read.green, 0x3400);
+    EXPECT_EQ(read.blue, 0xFF00);
+    EXPECT_EQ(circleIds, (std::vector<uint16_t>{19, 15, 14}));
+    EXPECT_EQ(x, 1.5);
+    EXPECT_EQ(y, -2.25);
+    EXPECT_EQ(radius, 7.0);
+}
