@@ -22,10 +22,10 @@ static int CmApply(int argc, char** argv)
     QDCliProcess process;
     if (!engine.IsReady())
         return process.Fail("The picture cache could not be made.");
-    std::vector<QDCliEffectSpec> specs;
-    if (!engine.ParseEffects(int(args.size()) - 2, args.data() + 2, specs))
+    std::vector<QDCliEffectArgument> effects;
+    if (!engine.ParseEffects(int(args.size()) - 2, args.data() + 2, effects))
         return 2;
-    std::unique_ptr<QDProject> project(engine.MakeProject(process, args[0], specs));
+    std::unique_ptr<QDProject> project(engine.MakeProject(process, args[0], effects));
     if (!project)
         return process.Fail("The image could not be loaded.");
     LImageBuffer image;

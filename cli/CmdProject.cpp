@@ -17,10 +17,10 @@ static int CmProject(int argc, char** argv)
     QDCliProcess process;
     if (!engine.IsReady())
         return process.Fail("The picture cache could not be made.");
-    std::vector<QDCliEffectSpec> specs;
-    if (!engine.ParseEffects(argc - 3, argv + 3, specs))
+    std::vector<QDCliEffectArgument> effects;
+    if (!engine.ParseEffects(argc - 3, argv + 3, effects))
         return 2;
-    std::unique_ptr<QDProject> project(engine.MakeProject(process, argv[1], specs));
+    std::unique_ptr<QDProject> project(engine.MakeProject(process, argv[1], effects));
     if (!project)
         return process.Fail("The image could not be loaded.");
     const LProcessResult r = QDProjectFileSave(process, *project, argv[2]);

@@ -81,18 +81,18 @@ QDCliEngine::~QDCliEngine()
         std::filesystem::remove_all(szRoot, ec);
 }
 
-bool QDCliEngine::ParseEffects(int argc, char** argv, std::vector<QDCliEffectSpec>& specs) const
+bool QDCliEngine::ParseEffects(int argc, char** argv, std::vector<QDCliEffectArgument>& effects) const
 {
     for (int a = 0; a < argc; ++a)
     {
         std::string arg = argv[a];
         const size_t colon = arg.find(':');
         const std::string name = arg.substr(0, colon);
-        QDCliEffectSpec spec;
-        spec.lpFactory = catalogue.MapTypeIdToEffectFactory(name.c_str());
+        QDCliEffectArgument effect;
+        effect.lpFactory = catalogue.MapTypeIdToEffectFactory(name.c_str());
         bool applicable = false;
         const QDPropertyTable table =
-            spec.lpFactory ? TableOf(*spec.lpFactory, applicable) : QDPropertyTable();
+            effect.lpFactory ? TableOf(*effect.lpFactory, applicable) : QDPropertyTable();
         if (!applicable)
         {
             std::string valid;
@@ -104,7 +104,7 @@ bool QDCliEngine::ParseEffects(int argc, char** argv, std::vector<QDCliEffectSpe
                     valid += (valid.empty() ? "" : ", ") + std::string(f->szTypeIdentifier);
             }
             const QDEffectCatalogueRow* row = QDEffectCatalogueFindType(name.c_str());
-            if (spec.lpFactory)
+            if (effect.lpFactory)
                 fprintf(stderr, "quendrel-cli: \"%s\" can't be applied", name.c_str());
             else if (row)
                 fprintf(stderr, "quendrel-cli: \"%s\" is not available yet", name.c_str());
@@ -145,15 +145,15 @@ bool QDCliEngine::ParseEffects(int argc, char** argv, std::vector<QDCliEffectSpe
                             QDPropertyFormat(d, d.dMin).c_str(), QDPropertyFormat(d, d.dMax).c_str(), given);
                 return false;
             }
-            spec.vValues.push_back({size_t(row), v});
+            effect.vValues.push_back({size_t(row), v});
         }
-        specs.push_back(std::move(spec));
+        effects.push_back(std::move(effect));
     }
     return true;
 }
 
 QDProject* QDCliEngine::MakeProject(QDCliProcess& process, const char* path,
-                                    const std::vector<QDCliEffectSpec>& specs)
+                                    const std::vector<QDCliEffectArgument>& effects)
 {
     LImageBuffer image;
     if (LImage::Load(process, image, path) == 0 || !image.IsValid())
@@ -165,11 +165,11 @@ QDProject* QDCliEngine::MakeProject(QDCliProcess& process, const char* path,
     QDProject* project = new QDProject(unsigned(image.GetWidth()), unsigned(image.GetHeight()));
     QDOriginalImageFactory::CreateLayer(*project, image, false, true, path);
     image.Destroy();
-    for (const QDCliEffectSpec& spec : specs)
+    for (const QDCliEffectArgument& effect : effects)
     {
-        QDImagePipelineElement* e = spec.lpFactory->CreateLayer(*project, nullptr, false);
+        QDImagePipelineElement* e = effect.lpFactory->CreateLayer(*project, nullptr, false);
         auto* w = dynamic_cast<QDWrappedPropertiesElement*>(e);
-        for (const auto& [row, value] : spec.vValues)
+        for (const auto& [row, value] : effect.vValues)
             if (w)
                 w->SetPropertyValue(row, value, false);
     }

@@ -14,7 +14,7 @@
 class QDProject;
 
 // blur:radius=20,type=1 as read: the factory and the values by table row.
-struct QDCliEffectSpec
+struct QDCliEffectArgument
 {
     QDEffectFactory* lpFactory = nullptr;
     std::vector<std::pair<size_t, double>> vValues;
@@ -33,11 +33,11 @@ public:
     bool IsReady() const { return bReady; }
 
     // Reads EFFECT[:key=value,...] arguments; on a mistake prints what is valid and returns false.
-    bool ParseEffects(int argc, char** argv, std::vector<QDCliEffectSpec>& specs) const;
+    bool ParseEffects(int argc, char** argv, std::vector<QDCliEffectArgument>& effects) const;
     // A project holding the image at path and the effects, with their values; null on failure
     // (message on process).
     QDProject* MakeProject(QDCliProcess& process, const char* path,
-                           const std::vector<QDCliEffectSpec>& specs);
+                           const std::vector<QDCliEffectArgument>& effects);
     // Renders the project at full resolution on the render thread and takes the picture.
     bool Render(QDCliProcess& process, QDProject& project, LImageBuffer& out);
 

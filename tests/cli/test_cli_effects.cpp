@@ -246,7 +246,8 @@ TEST_F(CliEffectsTest, RecoveryFileSurvivesAKillAtAnyMoment)
         if (!std::filesystem::exists(file))
         {
             // None yet, or the run had finished and closed the project cleanly.
-            EXPECT_TRUE(last == 0 || last == count) << "a render was reported, so its recovery file was written";
+            EXPECT_TRUE(last == 0 || last == count)
+                << "a render was reported, so its recovery file was written";
             continue;
         }
         QDProject project(1, 1);

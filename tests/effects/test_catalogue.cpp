@@ -188,11 +188,11 @@ TEST(QDEffectCatalogue, EveryAvailableEffectWalksThrough)
 }
 
 // Chunk ids are one namespace: an id means the same kind of value wherever it stands. Where the
-// design itself gives an id two types, each element reads it by its own table, and the pair is
+// file format itself gives an id two types, each element reads it by its own table, and the pair is
 // listed here.
 TEST(QDEffectCatalogue, ChunkIdsKeepOneMeaning)
 {
-    const std::map<uint16_t, std::set<uint16_t>> designClashes = {
+    const std::map<uint16_t, std::set<uint16_t>> formatClashes = {
         {5, {LSDFTypeFloat, LSDFTypeFloat64}}, // a strength: float in Grayscale, float64 elsewhere
         {9, {LSDFTypeInt, LSDFTypeFloat}},     // red: int in a colour, float in Color Balance
         {10, {LSDFTypeInt, LSDFTypeFloat}},    // green, likewise
@@ -249,9 +249,9 @@ TEST(QDEffectCatalogue, ChunkIdsKeepOneMeaning)
         std::cout << line << "\n";
         if (kinds.size() > 1)
         {
-            const auto allowed = designClashes.find(id);
+            const auto allowed = formatClashes.find(id);
             EXPECT_TRUE(
-                allowed != designClashes.end() &&
+                allowed != formatClashes.end() &&
                 std::includes(allowed->second.begin(), allowed->second.end(), kinds.begin(), kinds.end()))
                 << "an id with two kinds of value: " << line;
         }
