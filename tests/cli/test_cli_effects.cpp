@@ -163,9 +163,10 @@ TEST_F(CliEffectsTest, ListsTheCatalogueWithRangesAndDefaults)
     EXPECT_EQ(r.szOutput.find("patch"), std::string::npos) << "unsaved properties aren't offered";
 }
 
-// The program is killed at moments spread over its run. Whatever it was doing, the recovery file
-// it leaves loads and holds every edit up to the last render it reported, or the one after it
-// when the kill fell between writing the file and reporting.
+// The program is killed at moments spread over its run: after a random render has been reported,
+// a random part of a render's time later. Whatever it was doing, the recovery file it leaves loads
+// and holds every edit up to the last render it reported, or the one after it when the kill fell
+// between writing the file and reporting.
 TEST_F(CliEffectsTest, RecoveryFileSurvivesAKillAtAnyMoment)
 {
     LImageBuffer picture;
@@ -180,8 +181,9 @@ TEST_F(CliEffectsTest, RecoveryFileSurvivesAKillAtAnyMoment)
     QDEffectCatalogue catalogue;
     catalogue.Register();
 
-    // Runs the script with the recovery folder data<run>, killed after delay (never when < 0).
-    auto run = [&](int index, int delayMs, int& lastRendered) -> std::string
+    // Runs the script with the recovery folder data<index>. With afterRender >= 0 it is killed
+    // delayUs after reporting that render (0: as soon as it starts).
+    auto run = [&](int index, int afterRender, int delayUs, int& lastRendered) -> std::string
     {
         const std::string data = P(("data" + std::to_string(index)).c_str());
         int out[2];
@@ -207,15 +209,23 @@ TEST_F(CliEffectsTest, RecoveryFileSurvivesAKillAtAnyMoment)
         EXPECT_EQ(posix_spawn(&pid, cli.c_str(), &actions, nullptr, argv, envp.data()), 0);
         posix_spawn_file_actions_destroy(&actions);
         close(out[1]);
-        if (delayMs >= 0)
+        std::string printed;
+        char buffer[4096];
+        const std::string mark = "rendered " + std::to_string(afterRender) + "\n";
+        while (afterRender > 0 && printed.find(mark) == std::string::npos)
         {
-            std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
+            const ssize_t n = read(out[0], buffer, sizeof buffer);
+            if (n <= 0)
+                break;
+            printed.append(buffer, size_t(n));
+        }
+        if (afterRender >= 0)
+        {
+            std::this_thread::sleep_for(std::chrono::microseconds(delayUs));
             kill(pid, SIGKILL);
         }
         int status = 0;
         waitpid(pid, &status, 0);
-        std::string printed;
-        char buffer[4096];
         for (ssize_t n; (n = read(out[0], buffer, sizeof buffer)) > 0;)
             printed.append(buffer, size_t(n));
         close(out[0]);
@@ -228,21 +238,23 @@ TEST_F(CliEffectsTest, RecoveryFileSurvivesAKillAtAnyMoment)
     // A whole run reports every render and, closing cleanly, leaves no recovery file.
     int last = 0;
     const auto start = std::chrono::steady_clock::now();
-    const std::string cleanFile = run(0, -1, last);
-    const int runMs =
-        int(std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
-                .count());
+    const std::string cleanFile = run(0, -1, 0, last);
+    const auto runUs =
+        std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
     ASSERT_EQ(last, count);
     EXPECT_FALSE(std::filesystem::exists(cleanFile));
+    const unsigned renderUs = unsigned(runUs.count() / count) + 1;
 
     std::mt19937 random(20240611);
-    int killedMidway = 0;
     for (int i = 1; i <= 16; ++i)
     {
-        const int delay = int(random() % unsigned(runMs + 1));
-        const std::string file = run(i, delay, last);
-        SCOPED_TRACE(testing::Message() << "killed after " << delay << " ms, last render " << last);
-        killedMidway += last > 0 && last < count;
+        // A few kills land before the first render is out.
+        const int after = i <= 3 ? 0 : int(random() % unsigned(count - 1)) + 1;
+        const int delay = i <= 3 ? int(random() % (3 * renderUs)) : int(random() % (2 * renderUs));
+        const std::string file = run(i, after, delay, last);
+        SCOPED_TRACE(testing::Message()
+                     << "killed " << delay << " us after render " << after << ", last " << last);
+        EXPECT_GE(last, after);
         if (!std::filesystem::exists(file))
         {
             // None yet, or the run had finished and closed the project cleanly.
@@ -256,5 +268,4 @@ TEST_F(CliEffectsTest, RecoveryFileSurvivesAKillAtAnyMoment)
         EXPECT_TRUE(Holds(project, ScriptState(last)) ||
                     (last < count && Holds(project, ScriptState(last + 1))));
     }
-    EXPECT_GT(killedMidway, 4) << "the kills should mostly land inside the run";
 }
