@@ -230,3 +230,20 @@ TEST_F(PanelTest, SharpenAdvancedControlsFollowTheCheckBox)
     ui.Deselect();
     EXPECT_FALSE(ui.GetPanel()->isVisible());
 }
+
+TEST(QDTrackBar, RatioIsPositionOverTheSpan)
+{
+    TestApp();
+    QDTrackBar bar(-100, 100);
+    bar.setValue(100);
+    EXPECT_EQ(bar.GetPositionRatio(), 0.5) << "the minimum isn't taken off";
+    bar.setValue(-50);
+    EXPECT_EQ(bar.GetPositionRatio(), -0.25);
+    bar.SetPositionRatio(0.1234);
+    EXPECT_EQ(bar.value(), 25);
+    // A table row with the ratio scale reads its slider the same way.
+    const QDPropertyDesc row = QD_PROPERTY_VALUE(double, 5, 0.0, -0.5, 0.5, "saturation", "Saturation")
+                                   .Slider("Dull", "Vibrant", -100, 100, QDScaleRatio);
+    EXPECT_EQ(row.SliderToValue(100), 0.5);
+    EXPECT_EQ(row.ValueToSlider(-0.25), -50);
+}
