@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include "doc_test_support.h"
-#include "document/QDImagePipelineElementProcessingThread.h"
 #include "document/QDOriginalImage.h"
 #include "document/QDProject.h"
 #include "document/QDProjectFile.h"
@@ -270,6 +269,18 @@ TEST_F(ProjectFileTest, RefusesWhatIsNoSoundProjectFile)
         const LProcessResult r = load(f);
         EXPECT_TRUE(r == 0 || r == 2) << i;
     }
+    // Nesting far deeper than any file the program writes.
+    LOutputStream<LOutputStreamByteArray> deep;
+    LSDFWriter<LOutputStream<LOutputStreamByteArray>> w;
+    w.Open(deep, 2, 0);
+    for (int i = 0; i < 40; ++i)
+        w.StartContainer(4);
+    for (int i = 0; i < 40; ++i)
+        w.EndContainer(4);
+    ASSERT_TRUE(w.Close());
+    EXPECT_EQ(load(deep.GetArray(), &message), 2);
+    EXPECT_EQ(message, "The project file is damaged.");
+
     KeepError process;
     QDProject p(1024, 768);
     EXPECT_EQ(QDProjectFileLoad(process, p, nullptr, Path("none.qdj").c_str(), catalogue.lFactories), 2);
@@ -379,37 +390,6 @@ TEST_F(ProjectFileTest, RecoveryFileFollowsTheSavedState)
         EXPECT_TRUE(std::filesystem::exists(path));
     }
     EXPECT_FALSE(std::filesystem::exists(path)) << "a clean close deletes it";
-}
-
-TEST_F(ProjectFileTest, RenderThreadWritesTheRecoveryFileAfterARender)
-{
-    if (!deleteThread.IsRunning())
-        deleteThread.StartThread(LThreadPriorityNormal);
-    LImageBuffer pattern;
-    MakePattern(pattern, 16, 12);
-    QDProject project(16, 12);
-    QDOriginalImageFactory::CreateLayer(project, pattern, false, false, nullptr);
-    auto* blur = static_cast<QDEffectBlur*>(
-        catalogue.MapTypeIdToEffectFactory("blur")->CreateLayer(project, nullptr, true));
-    blur->SetProperties({4.0, 0}, true);
-    std::string path;
-    ASSERT_TRUE(QDProjectFileGetRecoveryPath(project, path));
-    QDProject* projects = &project;
-    QDImagePipelineElementProcessingThread thread(&projects);
-    auto render = [&]
-    {
-        project.bRenderRequested = true;
-        thread.SetCurrentProjectAndStart(&project);
-        thread.WaitToStop();
-    };
-    render();
-    EXPECT_FALSE(std::filesystem::exists(path)) << "no hook, no file";
-    QDProjectFileEnableRecovery(true);
-    render();
-    QDProjectFileEnableRecovery(false);
-    QDProject recovered(1, 1);
-    ASSERT_EQ(Load(recovered, path), 0);
-    EXPECT_EQ(At<QDEffectBlur>(recovered, 1)->GetProperties().dRadius, 4.0);
 }
 
 TEST_F(ProjectFileTest, ColourAndCircleHelpersUseTheirFixedIds)
