@@ -11,6 +11,24 @@ QDImagePipelineElement::~QDImagePipelineElement()
     LQDCacheInvalidate(iLowResCacheId);
 }
 
+LProcessResult QDImagePipelineElement::SDFWriteElement(LProcessInterface&, LSDFFileWriter& writer)
+{
+    return writer.WriteString(3, GetTypeIdentifier()) ? LProcessResultSuccess : LProcessResultFailed;
+}
+
+LProcessResult QDImagePipelineElement::SDFLoadProperties(LProcessInterface& process, LSDFMemoryReader& reader,
+                                                         const LSDFMemoryChunk& chunk,
+                                                         const LList<QDEffectFactory>&)
+{
+    return SDFLoadProperties(process, reader, chunk);
+}
+
+LProcessResult QDImagePipelineElement::SDFLoadProperties(LProcessInterface&, LSDFMemoryReader&,
+                                                         const LSDFMemoryChunk&)
+{
+    return LProcessResultSuccess;
+}
+
 bool QDImagePipelineElement::GetPointTransformed(int& x, int& y) const
 {
     const double* t = adTransform;

@@ -18,6 +18,7 @@
 #include <cstdint>
 
 #include "document/LBoundingBox2.h"
+#include "document/LSDF.h"
 #include "document/QDViewport.h"
 #include "foundation/LList.h"
 #include "foundation/LProcessInterface.h"
@@ -25,6 +26,7 @@
 class LImageBuffer;
 class LUndoRedoGroup;
 class LUndoRedoStackNotifyWrapper;
+class QDEffectFactory;
 class QDImagePipeline;
 
 class QDImagePipelineElement : public QDViewportNotifyee, public LListItem<QDImagePipelineElement>
@@ -36,6 +38,15 @@ public:
     // Gives up both cache entries.
     ~QDImagePipelineElement() override;
 
+    // Writes chunk 3, the type identifier; an element with properties follows it with its chunk 1.
+    virtual LProcessResult SDFWriteElement(LProcessInterface& process, LSDFFileWriter& writer);
+    // Reads the element's chunk 1. The form with the factories serves elements that hold others;
+    // by default it is the plain form, which by default reads nothing.
+    virtual LProcessResult SDFLoadProperties(LProcessInterface& process, LSDFMemoryReader& reader,
+                                             const LSDFMemoryChunk& chunk,
+                                             const LList<QDEffectFactory>& factories);
+    virtual LProcessResult SDFLoadProperties(LProcessInterface& process, LSDFMemoryReader& reader,
+                                             const LSDFMemoryChunk& chunk);
     virtual const char* GetTypeIdentifier() const { return ""; }
     virtual const char* GetName() const = 0;
     // Size of the output; by default the input's.

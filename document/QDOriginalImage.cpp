@@ -6,9 +6,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "codecs/LImageProcess.h"
 #include "document/LQDCacheStore.h"
 #include "document/QDImagePipeline.h"
 #include "document/QDProject.h"
+#include "document/QDProjectFile.h"
 #include "image/LImageBuffer.h"
 #include "image/LImageTransform.h"
 
@@ -153,6 +155,7 @@ bool QDOriginalImage::DeleteMaskedArea(const LImageBuffer& mask, QDImagePipeline
     }
     if (!LQDCacheSaveImage(result, iSourceCacheId))
         return false;
+    SourceChanged();
     SetDirty();
     if (group)
         group->AddItem<QDOriginalImageSelectionDeletion>(this, source, result);
@@ -179,6 +182,7 @@ void QDOriginalImageSelectionDeletion::Restore(int32_t id)
     LImageBuffer image;
     if (LQDCacheLoadImage(image, id))
         LQDCacheSaveImage(image, lpElement->iSourceCacheId);
+    lpElement->SourceChanged();
     lpElement->SetDirty();
 }
 
@@ -187,7 +191,124 @@ void QDOriginalImageSelectionDeletion::GetName(char* name)
     snprintf(name, LUNDO_NAME_SIZE, "Delete Selected Area");
 }
 
-QDOriginalImage* QDOriginalImageFactory::CreateLayer(QDProject& project, void* window, bool bAddUndo)
+// Written once per source and copied into every recovery file after that; speed counts more than
+// the last tenth of the size.
+static constexpr int kSourcePngLevel = 1;
+
+void QDOriginalImage::SourceChanged()
+{
+    LLockObjectGuard guard(loEncoded);
+    ++iSourceVersion;
+    pEncodedSource.reset();
+}
+
+std::shared_ptr<const std::vector<uint8_t>> QDOriginalImage::GetEncodedSource(LProcessInterface& process)
+{
+    uint64_t version;
+    {
+        LLockObjectGuard guard(loEncoded);
+        version = iSourceVersion;
+        if (pEncodedSource && iEncodedVersion == version)
+            return pEncodedSource;
+    }
+    LImageBuffer source;
+    if (!LQDCacheLoadImage(source, iSourceCacheId) || !source.IsValid())
+    {
+        process.SetError("The image could not be saved");
+        return nullptr;
+    }
+    auto bytes = std::make_shared<std::vector<uint8_t>>();
+    LOutputStream<LOutputStreamByteArray> stream;
+    LProcessPNGSave<LOutputStreamByteArray> save;
+    save.lpImage = &source;
+    save.lpStream = &stream;
+    save.iCompressionLevel = kSourcePngLevel;
+    if (Process(process, save) != LProcessResultSuccess)
+    {
+        if (!process.IsToStop())
+            process.SetError("The image could not be saved");
+        return nullptr;
+    }
+    stream.GetArray().swap(*bytes);
+    LLockObjectGuard guard(loEncoded);
+    // A source changed during the encode keeps its own, later PNG.
+    if (iSourceVersion == version)
+    {
+        pEncodedSource = bytes;
+        iEncodedVersion = version;
+    }
+    return bytes;
+}
+
+LProcessResult QDOriginalImage::SDFWriteElement(LProcessInterface& process, LSDFFileWriter& writer)
+{
+    const LProcessResult r = QDImagePipelineElement::SDFWriteElement(process, writer);
+    if (r != LProcessResultSuccess)
+        return r;
+    std::shared_ptr<const std::vector<uint8_t>> png = GetEncodedSource(process);
+    if (!png)
+        return process.IsToStop() ? LProcessResultCancelled : LProcessResultFailed;
+    return writer.StartContainer(QDChunkProperties) &&
+                   writer.WriteBlob(QDChunkBlob, png->data(), png->size()) &&
+                   writer.EndContainer(QDChunkProperties)
+               ? LProcessResultSuccess
+               : LProcessResultFailed;
+}
+
+LProcessResult QDOriginalImage::SDFLoadProperties(LProcessInterface& process, LSDFMemoryReader& reader,
+                                                  const LSDFMemoryChunk& chunk)
+{
+    for (LSDFMemoryChunkIterator it(reader, chunk); it.IsValid(); it.Next())
+    {
+        if (it->iId != QDChunkBlob)
+            continue;
+        const uint8_t* data = nullptr;
+        size_t size = 0;
+        LImageBuffer image;
+        LInputStream<LInputStreamBuffer> stream;
+        LProcessImageLoad<LInputStreamBuffer> load;
+        load.lpStream = &stream;
+        load.codec = LImageCodec(LImageCodecPNG);
+        load.lpImage = &image;
+        if (!it->GetData(data, size) || !QDProjectFilePngIsPlausible(data, size))
+        {
+            process.SetError("The image could not be loaded.");
+            return LProcessResultFailed;
+        }
+        stream.SetBuffer(data, size);
+        const LProcessResult r = Process(process, load);
+        if (r != LProcessResultSuccess)
+            return r;
+        const int32_t id = LQDCacheNewImage(image);
+        if (id < 0)
+        {
+            process.SetError("Out of memory");
+            return LProcessResultFailed;
+        }
+        LQDCacheInvalidate(iSourceCacheId);
+        iSourceCacheId = id;
+        iWidth = uint32_t(image.GetWidth());
+        iHeight = uint32_t(image.GetHeight());
+        // The file's own bytes are this source's PNG: a save of the loaded project re-encodes nothing.
+        auto bytes = std::make_shared<std::vector<uint8_t>>(data, data + size);
+        {
+            LLockObjectGuard guard(loEncoded);
+            pEncodedSource = bytes;
+            iEncodedVersion = ++iSourceVersion;
+        }
+        SetDirty();
+        return LProcessResultSuccess;
+    }
+    return reader.bOk ? LProcessResultSuccess : LProcessResultFailed;
+}
+
+QDOriginalImageFactory::QDOriginalImageFactory()
+    : QDEffectFactory("Original Image", "Insert an image into the current project", 408, "original_image")
+{
+}
+
+QDImagePipelineElement* QDOriginalImageFactory::CreateLayer(QDProject& project, LWindow* window,
+                                                            bool bAddUndo)
 {
     (void)window;
     QDOriginalImage* element = new QDOriginalImage();
@@ -197,6 +318,18 @@ QDOriginalImage* QDOriginalImageFactory::CreateLayer(QDProject& project, void* w
     tstrcpy_s(element->szFilePath, project.szFilePath); // the same size
     project.AddPipelineElement(element, bAddUndo);
     return element;
+}
+
+QDImagePipelineElement* QDOriginalImageFactory::CreateLayer(QDImagePipeline& pipeline)
+{
+    QDOriginalImage* element = new QDOriginalImage();
+    pipeline.AddElement(element);
+    return element;
+}
+
+QDImagePipelineElement* QDOriginalImageFactory::CreateLayer() const
+{
+    return new QDOriginalImage();
 }
 
 QDOriginalImage* QDOriginalImageFactory::CreateLayer(QDProject& project, const LImageBuffer& buffer,
