@@ -4,21 +4,6 @@
 #include <cmath>
 #include <new>
 
-int LImgProChromaCr(int r, int g, int b)
-{
-    return int(0.5 * r + 128 - 0.418688 * g - 0.081312 * b);
-}
-
-int LImgProChromaCb(int r, int g, int b)
-{
-    return int(-0.168736 * r + 128 - 0.331264 * g + 0.5 * b);
-}
-
-int LImgProChromaLuma(int r, int g, int b)
-{
-    return int(0.2567890625 * r + 16 + 0.50412890625 * g + 0.09790625 * b);
-}
-
 LImgProChromaKey::LImgProChromaKey(LImgProChromaKeyMode mode) : eMode(mode)
 {
     if (mode == LImgProChromaKeyAutomatic)
@@ -40,6 +25,23 @@ void LImgProChromaKey::SetPickedColor(uint8_t r, uint8_t g, uint8_t b)
 
 bool LImgProChromaKey::CalculateChromaKey()
 {
+    if (!arTerms)
+        arTerms.reset(new (std::nothrow) double[9 * 256]);
+    if (!arTerms)
+        return false;
+    for (int v = 0; v < 256; ++v)
+    {
+        double* t = arTerms.get() + v;
+        t[0] = 0.5 * v + 128;
+        t[256] = 0.418688 * v;
+        t[512] = 0.081312 * v;
+        t[768] = -0.168736 * v + 128;
+        t[1024] = 0.331264 * v;
+        t[1280] = 0.5 * v;
+        t[1536] = 0.2567890625 * v + 16;
+        t[1792] = 0.50412890625 * v;
+        t[2048] = 0.09790625 * v;
+    }
     if (!arDistance)
         arDistance.reset(new (std::nothrow) double[65536]);
     if (!arFactor)
@@ -67,21 +69,27 @@ bool LImgProChromaKey::CalculateChromaKey()
     return true;
 }
 
-void LImgProChromaKey::Apply(uint8_t* c, uint8_t& alpha) const
+inline void LImgProChromaKey::Apply(uint8_t* c, uint8_t& alpha) const
 {
     const int b = c[0], g = c[1], r = c[2];
+    const double* t = arTerms.get();
     double d, f;
     int idx = 0;
     if (bLuma)
     {
-        const int y = std::clamp(LImgProChromaLuma(r, g, b) - 16, 0, 219);
-        d = arDistance[y];
+        const int y = int((t[1536 + r] + t[1792 + g]) + t[2048 + b]);
+        d = arDistance[std::clamp(y - 16, 0, 219)];
     }
     else
     {
-        idx = LImgProChromaCb(r, g, b) * 256 + LImgProChromaCr(r, g, b);
+        const int cr = int((t[r] - t[256 + g]) - t[512 + b]);
+        const int cb = int((t[768 + r] - t[1024 + g]) + t[1280 + b]);
+        idx = cb * 256 + cr;
         d = arDistance[idx];
     }
+    // Most of a photo is far from the key and stays as it is.
+    if (d >= byThresholdB && d >= byThresholdA)
+        return;
     if (d < byThresholdA)
     {
         c[0] = c[1] = c[2] = 0;
@@ -120,4 +128,17 @@ void LImgProChromaKey::LPixApplyEffect(const LPFB8G8R8& oIn, LPFB8G8R8& oOut) co
     oOut.b = c[0];
     oOut.g = c[1];
     oOut.r = c[2];
+}
+
+void LImgProChromaKey::ApplyRow(uint8_t* p, int n, int bpp) const
+{
+    if (bpp == 4)
+        for (int x = 0; x < n; ++x, p += 4)
+            Apply(p, p[3]);
+    else
+        for (int x = 0; x < n; ++x, p += 3)
+        {
+            uint8_t alpha = 255;
+            Apply(p, alpha);
+        }
 }

@@ -49,16 +49,32 @@ public:
     std::unique_ptr<double[]> arDistance;
     std::unique_ptr<double[]> arFactor;
 
+    // A row of n pixels of the 8-bit formats (bpp 4 or 3), in place.
+    void ApplyRow(uint8_t* p, int n, int bpp) const;
+
 private:
     // Colour channels as blue, green, red; alpha 255 for pixels without one.
     void Apply(uint8_t* bgr, uint8_t& alpha) const;
+
+    // The per-channel terms of Cr, Cb and luma, 256 each, in the order their expressions add
+    // them, so that the sums round exactly as the expressions do.
+    std::unique_ptr<double[]> arTerms;
 };
 
 // Cr and Cb as the key compares them, truncated.
-int LImgProChromaCr(int r, int g, int b);
-int LImgProChromaCb(int r, int g, int b);
+inline int LImgProChromaCr(int r, int g, int b)
+{
+    return int(0.5 * r + 128 - 0.418688 * g - 0.081312 * b);
+}
+inline int LImgProChromaCb(int r, int g, int b)
+{
+    return int(-0.168736 * r + 128 - 0.331264 * g + 0.5 * b);
+}
 // Luma from 16, truncated, before the offset is taken off.
-int LImgProChromaLuma(int r, int g, int b);
+inline int LImgProChromaLuma(int r, int g, int b)
+{
+    return int(0.2567890625 * r + 16 + 0.50412890625 * g + 0.09790625 * b);
+}
 
 template <class F>
 int LImgProChromaKey::ProcessImage(LProcessInterface& oProcess, LImageBuffer& oImage) const
@@ -67,7 +83,7 @@ int LImgProChromaKey::ProcessImage(LProcessInterface& oProcess, LImageBuffer& oI
         return LProcessResultFailed;
     if (byThresholdA == 0 && byThresholdB < 2)
         return LProcessResultSuccess;
-    if (!arDistance || !arFactor)
+    if (!arDistance || !arFactor || !arTerms)
         return LProcessResultFailed;
     oProcess.SetProgress(0.0);
     const int w = oImage.GetWidth();
@@ -75,7 +91,10 @@ int LImgProChromaKey::ProcessImage(LProcessInterface& oProcess, LImageBuffer& oI
                              [&](int y)
                              {
                                  F* p = reinterpret_cast<F*>(oImage.GetRow(y));
-                                 for (int x = 0; x < w; ++x)
-                                     ::LPixApplyEffect(*this, p[x], p[x]);
+                                 if constexpr (LImgProIs8Bit<F>)
+                                     ApplyRow(reinterpret_cast<uint8_t*>(p), w, int(sizeof(F)));
+                                 else
+                                     for (int x = 0; x < w; ++x)
+                                         ::LPixApplyEffect(*this, p[x], p[x]);
                              });
 }

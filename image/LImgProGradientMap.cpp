@@ -1,10 +1,40 @@
 #include "image/LImgProGradientMap.h"
 
+#include <immintrin.h>
+
 #include <algorithm>
 #include <vector>
 
 #include "image/LImgProColour.h"
 #include "image/LImgProRowLoop.h"
+
+namespace
+{
+bool HasAVX2()
+{
+    static const bool b = __builtin_cpu_supports("avx2");
+    return b;
+}
+
+// Eight pixels at a time: blue and red, then green, as 16-bit pairs into one multiply-add each,
+// the grey then gathers its colour. Returns the pixels done.
+__attribute__((target("avx2"))) int MapRowAVX2(uint32_t* q, int n, const uint32_t* packed)
+{
+    const __m256i low = _mm256_set1_epi32(0x00FF00FF);
+    const __m256i wBR = _mm256_set1_epi32(25 | 76 << 16), wG = _mm256_set1_epi32(155);
+    int x = 0;
+    for (; x + 8 <= n; x += 8)
+    {
+        const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(q + x));
+        const __m256i br = _mm256_and_si256(v, low), ga = _mm256_and_si256(_mm256_srli_epi32(v, 8), low);
+        const __m256i y =
+            _mm256_srli_epi32(_mm256_add_epi32(_mm256_madd_epi16(br, wBR), _mm256_madd_epi16(ga, wG)), 8);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(q + x),
+                            _mm256_i32gather_epi32(reinterpret_cast<const int*>(packed), y, 4));
+    }
+    return x;
+}
+} // namespace
 
 LImgProGradientMap::LImgProGradientMap()
 {
@@ -59,6 +89,7 @@ LProcessResult LImgProGradientMap::Process(LProcessInterface& oProcess, LImageBu
     const LImageConstIterator::ReadFunc read = LGetPixelReadFunc(pf);
     const LImageIterator::WriteFunc write = LGetPixelWriteFunc(pf);
     const int bpp = LGetPixelFormatBits(pf) >> 3;
+    const bool avx2 = HasAVX2();
     return LImgProForEachRow(
         oProcess, oImage.GetHeight(),
         [&](int y)
@@ -67,7 +98,7 @@ LProcessResult LImgProGradientMap::Process(LProcessInterface& oProcess, LImageBu
             if (pf == B8G8R8A8)
             {
                 uint32_t* q = reinterpret_cast<uint32_t*>(p);
-                for (int x = 0; x < w; ++x)
+                for (int x = avx2 ? MapRowAVX2(q, w, packed) : 0; x < w; ++x)
                 {
                     const uint32_t v = q[x];
                     q[x] = packed[((v >> 16 & 255) * 76 + (v >> 8 & 255) * 155 + (v & 255) * 25) >> 8];

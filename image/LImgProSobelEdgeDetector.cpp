@@ -24,6 +24,22 @@ void SobelRow(const uint8_t* a, const uint8_t* b, const uint8_t* c, uint8_t* out
             out[x * DB + 3] = SB == 4 ? b[m + 3] : 255;
     }
 }
+
+// Both sides of one layout: every interior byte is one channel of one pixel with its neighbours a
+// pixel to either side, so one flat loop over the bytes does all channels and vectorises.
+template <int BPP>
+void SobelRowFlat(const uint8_t* a, const uint8_t* b, const uint8_t* c, uint8_t* out, int w)
+{
+    for (int j = BPP; j < (w - 1) * BPP; ++j)
+    {
+        const int gx = (a[j + BPP] + c[j + BPP] - a[j - BPP] - c[j - BPP]) + 2 * (b[j + BPP] - b[j - BPP]);
+        const int gy = (c[j - BPP] + c[j + BPP] - a[j - BPP] - a[j + BPP]) + 2 * (c[j] - a[j]);
+        out[j] = uint8_t(std::min(std::abs(gx) + std::abs(gy), 255));
+    }
+    if constexpr (BPP == 4)
+        for (int x = 1; x < w - 1; ++x)
+            out[x * 4 + 3] = b[x * 4 + 3];
+}
 } // namespace
 
 LProcessResult LImgProSobelEdgeDetector::Process(LProcessInterface& oProcess, LImageBuffer& oDest,
@@ -50,9 +66,9 @@ LProcessResult LImgProSobelEdgeDetector::Process(LProcessInterface& oProcess, LI
         const uint8_t *a = oSource.GetRow(y), *b = oSource.GetRow(y + 1), *c = oSource.GetRow(y + 2);
         uint8_t* out = oDest.GetRow(y + 1);
         if (spf == B8G8R8)
-            dpf == B8G8R8 ? SobelRow<3, 3>(a, b, c, out, w) : SobelRow<3, 4>(a, b, c, out, w);
+            dpf == B8G8R8 ? SobelRowFlat<3>(a, b, c, out, w) : SobelRow<3, 4>(a, b, c, out, w);
         else
-            dpf == B8G8R8 ? SobelRow<4, 3>(a, b, c, out, w) : SobelRow<4, 4>(a, b, c, out, w);
+            dpf == B8G8R8 ? SobelRow<4, 3>(a, b, c, out, w) : SobelRowFlat<4>(a, b, c, out, w);
     };
     return LImgProForEachRow(oProcess, h - 2, row);
 }

@@ -14,12 +14,27 @@ constexpr float kSin30 = 0.5f;
 constexpr float kCos30 = 0.8660254f;
 
 // Where the tiles sit: square cells of fSize from the top left, or hexagons with flat sides left
-// and right, fSize apart in a row, rows shifted by half a tile in turn.
+// and right, fSize apart in a row, rows shifted by half a tile in turn. What depends on the
+// column alone is worked out once per column.
 struct TileGrid
 {
     bool bHex;
     float fSize, fRowPitch;
     int nCols, nRows;
+    // Per column, for each of the two row shifts: the cell column and its centre, exact and
+    // rounded to whole pixels.
+    std::vector<int> arCol[2];
+    std::vector<float> arCentre[2];
+    std::vector<int> arCentreX[2];
+
+    // What a row needs: its candidate cell rows (one for squares, two for hexagons) with their
+    // centres.
+    struct Row
+    {
+        int arJ[2];
+        float arY[2];
+        int arCentreY[2];
+    };
 
     TileGrid(bool hex, float size, int w, int h) : bHex(hex), fSize(size)
     {
@@ -28,38 +43,66 @@ struct TileGrid
         fRowPitch = hex ? size / (2 * kCos30) * (1 + kSin30) : size;
         nCols = int(w / size) + (hex ? 3 : 1);
         nRows = int(h / fRowPitch) + (hex ? 3 : 1);
+        for (int k = 0; k < (hex ? 2 : 1); ++k)
+        {
+            arCol[k].resize(size_t(w));
+            arCentre[k].resize(size_t(w));
+            arCentreX[k].resize(size_t(w));
+            const float shift = k ? fSize * 0.5f : 0.0f;
+            for (int x = 0; x < w; ++x)
+            {
+                const int i =
+                    hex ? int(std::floor((x - shift) / fSize + 0.5f)) : std::min(int(x / fSize), nCols - 1);
+                arCol[k][x] = i;
+                arCentre[k][x] = hex ? i * fSize + shift : (i + 0.5f) * fSize - 0.5f;
+                arCentreX[k][x] = int(Round(arCentre[k][x]));
+            }
+        }
     }
 
-    // The cell of pixel (x, y) and its centre, rounded to whole pixels.
-    int Cell(int x, int y, int& cx, int& cy) const
+    Row GetRow(int y) const
+    {
+        Row r;
+        if (!bHex)
+        {
+            r.arJ[0] = r.arJ[1] = std::min(int(y / fSize), nRows - 1);
+            r.arY[0] = r.arY[1] = (r.arJ[0] + 0.5f) * fSize - 0.5f;
+        }
+        else
+            for (int k = 0; k < 2; ++k)
+            {
+                // Only the rows just above and below can hold the nearest centre.
+                r.arJ[k] = int(y / fRowPitch) + k;
+                r.arY[k] = r.arJ[k] * fRowPitch;
+            }
+        for (int k = 0; k < 2; ++k)
+            r.arCentreY[k] = int(Round(r.arY[k]));
+        return r;
+    }
+
+    // The cell of pixel (x, y) and its centre in whole pixels.
+    int Cell(int x, int y, const Row& row, int& cx, int& cy) const
     {
         if (!bHex)
         {
-            const int i = std::min(int(x / fSize), nCols - 1), j = std::min(int(y / fSize), nRows - 1);
-            cx = int(Round((i + 0.5f) * fSize - 0.5f));
-            cy = int(Round((j + 0.5f) * fSize - 0.5f));
-            return j * nCols + i;
+            cx = arCentreX[0][x];
+            cy = row.arCentreY[0];
+            return row.arJ[0] * nCols + arCol[0][x];
         }
-        // Only the rows just above and below can hold the nearest centre.
-        const int j0 = int(y / fRowPitch);
-        int best = 0;
-        float bestD = 0;
-        for (int j = j0; j <= j0 + 1; ++j)
+        int k = 0;
+        float best = 0;
+        for (int c = 0; c < 2; ++c)
         {
-            const float shift = (j & 1) ? fSize * 0.5f : 0.0f;
-            const int i = int(std::floor((x - shift) / fSize + 0.5f));
-            const float ox = i * fSize + shift, oy = j * fRowPitch;
+            const int p = row.arJ[c] & 1;
+            const float ox = arCentre[p][x], oy = row.arY[c];
             const float d = (x - ox) * (x - ox) + (y - oy) * (y - oy);
-            if (j == j0 || d < bestD)
-            {
-                bestD = d;
-                const int ci = std::clamp(i + 1, 0, nCols - 1), cj = std::min(j, nRows - 1);
-                best = cj * nCols + ci;
-                cx = int(Round(ox));
-                cy = int(Round(oy));
-            }
+            if (c == 0 || d < best)
+                best = d, k = c;
         }
-        return best;
+        const int p = row.arJ[k] & 1;
+        cx = arCentreX[p][x];
+        cy = row.arCentreY[k];
+        return std::min(row.arJ[k], nRows - 1) * nCols + std::clamp(arCol[p][x] + 1, 0, nCols - 1);
     }
 };
 
@@ -236,10 +279,11 @@ LProcessResult LImgProTiles::Draw(LProcessInterface& oProcess, LImageBuffer& oIm
                            if (run.IsToStop(band))
                                return false;
                            const F* row = reinterpret_cast<const F*>(oImage.GetRow(y));
+                           const TileGrid::Row cells = grid.GetRow(y);
                            for (int x = 0; x < w; ++x)
                            {
-                               int cx, cy;
-                               uint64_t* s = &local[size_t(grid.Cell(x, y, cx, cy)) * 4];
+                               int cx = 0, cy = 0;
+                               uint64_t* s = &local[size_t(grid.Cell(x, y, cells, cx, cy)) * 4];
                                const LPixelColour c = LImgProReadWide(row[x]);
                                s[0] += c.b;
                                s[1] += c.g;
@@ -268,10 +312,11 @@ LProcessResult LImgProTiles::Draw(LProcessInterface& oProcess, LImageBuffer& oIm
         [&](int y)
         {
             F* row = reinterpret_cast<F*>(oImage.GetRow(y));
+            const TileGrid::Row cells = grid.GetRow(y);
             for (int x = 0; x < w; ++x)
             {
-                int cx, cy;
-                const LPixelColour& t = colours[size_t(grid.Cell(x, y, cx, cy))];
+                int cx = 0, cy = 0;
+                const LPixelColour& t = colours[size_t(grid.Cell(x, y, cells, cx, cy))];
                 const size_t m =
                     size_t(std::clamp(y - cy + r, 0, side - 1)) * side + std::clamp(x - cx + r, 0, side - 1);
                 const int cover = tile.arCoverage[m], shade = tile.arShade[m];

@@ -34,13 +34,19 @@ int LImgProVignette::ProcessImage(LProcessInterface& oProcess, LImageBuffer& oIm
         {
             const int64_t dy = y - cy;
             F* row = reinterpret_cast<F*>(oImage.GetRow(y));
+            const int64_t base = dy * dy - r0 * r0;
             for (int x = 0; x < w; ++x)
             {
-                const float q = float(dx2[x] + dy * dy - r0 * r0) / span;
-                if (q >= 1)
+                // For a positive span, q <= 0 and q >= 1 are the numerator's own tests: only the
+                // ring between needs the division.
+                const float num = float(dx2[x] + base);
+                if (num <= 0)
+                    continue;
+                if (num >= span)
                     row[x] = solid;
-                else if (q > 0)
+                else
                 {
+                    const float q = num / span;
                     // Clamped on the float value, before the conversion.
                     const double tv = q * 255 * dStrength;
                     const int t = !(tv > 0) ? 0 : tv >= 255 ? 255 : int(tv);

@@ -354,6 +354,24 @@ TEST(LImgProExposureTemperature, TablesMatricesAndFormats)
         EXPECT_TRUE(SamePixels(a, ref));
         EXPECT_EQ(q.arProgress.back(), 1.0);
     }
+    // Both ends of the slider on wider images, against the matrix product with its cap.
+    for (const LImgProTemperature& t : {cool, warm, LImgProTemperature(17)})
+        for (pixelformat_t pf : {B8G8R8A8, B8G8R8})
+        {
+            LImageBuffer a, ref;
+            ASSERT_TRUE(MakeImage(a, 37, 5, pf, 12));
+            ASSERT_TRUE(MakeImage(ref, 37, 5, pf, 12));
+            ASSERT_EQ(LApplyImageProcess(a, t, p), 0);
+            MapByWidening(ref,
+                          [&](LPixelColour c)
+                          {
+                              auto ch = [&](int wr, int wg, int wb)
+                              { return uint8_t(std::min((wr * c.r + wg * c.g + wb * c.b) >> 8, 255)); };
+                              return LPixelColour(ch(t.m2, t.m5, t.m8), ch(t.m1, t.m4, t.m7),
+                                                  ch(t.m0, t.m3, t.m6), c.a);
+                          });
+            EXPECT_TRUE(SamePixels(a, ref)) << t.iTemperature << " " << pf;
+        }
     // Their loops have no 16-bit form, and don't walk such a buffer with the wrong pixel size.
     LImageBuffer s16;
     ASSERT_TRUE(MakeImage(s16, 5, 5, B5G6R5, 1));
