@@ -241,6 +241,12 @@ LProcessResult LImgProCurves::Process(LProcessInterface& oProcess, LImageBuffer&
     if (std::all_of(arCurves, arCurves + 4, [](const LCurveSettings& c) { return c.IsIdentity(); }))
         return LProcessResultSuccess;
     const unsigned long h = oImage.GetHeight(), per = h / nThreads;
+    // Out of descriptors, a worker's signals would never fire: the caller then does it all.
+    for (int i = 0; i < nThreads; ++i)
+        if (!arThreads[i].soStart.IsValid() || !arThreads[i].soDone.IsValid() ||
+            !arThreads[i].soToStop.IsValid())
+            return LImageRenderCurves(oProcess, 0, h, oImage, arCurves[RGB], arCurves[Red], arCurves[Green],
+                                      arCurves[Blue]);
     for (int i = 0; i < nThreads; ++i)
     {
         const unsigned long first = i * per;
