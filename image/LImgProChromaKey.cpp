@@ -89,9 +89,6 @@ inline void LImgProChromaKey::Apply(uint8_t* c, uint8_t& alpha) const
         idx = cb * 256 + cr;
         d = arDistance[idx];
     }
-    // Most of a photo is far from the key and stays as it is.
-    if (d >= byThresholdB && d >= byThresholdA)
-        return;
     if (d < byThresholdA)
     {
         c[0] = c[1] = c[2] = 0;
