@@ -148,13 +148,16 @@ __attribute__((target("avx2"))) inline __m128i Chroma4(__m256d r, __m256d g, __m
     return _mm256_cvttpd_epi32(addBlue ? _mm256_add_pd(v, tb) : _mm256_sub_pd(v, tb));
 }
 
-// Eight 32-bit pixels at a time: their table index and distance; only a group with a pixel nearer
-// than both thresholds goes on to the scalar pixel. Returns the pixels looked at.
-__attribute__((target("avx2"))) int FarPixelsAVX2(const uint32_t* q, int n, const double* distance,
-                                                  double limit, uint8_t* near)
+// Eight 32-bit pixels at a time: a byte of flags per eight, set for the pixels nearer the key
+// than limit. A tabulated distance is the square root of a whole number n, and for a whole limit
+// below 256, sqrt(n) < limit exactly when n < limit^2, so no table is read. Returns the pixels
+// looked at.
+__attribute__((target("avx2"))) int NearPixelsAVX2(const uint32_t* q, int n, int cr0, int cb0, int limit,
+                                                   uint8_t* near)
 {
     const __m256i byte = _mm256_set1_epi32(255);
-    const __m256d lim = _mm256_set1_pd(limit), all = _mm256_castsi256_pd(_mm256_set1_epi64x(-1));
+    const __m128i key = _mm_unpacklo_epi32(_mm_set1_epi32(cr0), _mm_set1_epi32(cb0));
+    const __m128i lim = _mm_set1_epi32(limit * limit);
     int x = 0;
     for (; x + 8 <= n; x += 8)
     {
@@ -168,11 +171,12 @@ __attribute__((target("avx2"))) int FarPixelsAVX2(const uint32_t* q, int n, cons
             const __m128i g4 = half ? _mm256_extracti128_si256(gi, 1) : _mm256_castsi256_si128(gi);
             const __m128i r4 = half ? _mm256_extracti128_si256(ri, 1) : _mm256_castsi256_si128(ri);
             const __m256d b = _mm256_cvtepi32_pd(b4), g = _mm256_cvtepi32_pd(g4), r = _mm256_cvtepi32_pd(r4);
-            const __m128i cr = Chroma4(r, g, b, 0.5, 0.418688, 0.081312, false);
-            const __m128i cb = Chroma4(r, g, b, -0.168736, 0.331264, 0.5, true);
-            const __m128i idx = _mm_add_epi32(_mm_slli_epi32(cb, 8), cr);
-            const __m256d d = _mm256_mask_i32gather_pd(_mm256_setzero_pd(), distance, idx, all, 8);
-            mask |= _mm256_movemask_pd(_mm256_cmp_pd(d, lim, _CMP_LT_OQ)) << (4 * half);
+            const __m128i dcr =
+                _mm_sub_epi32(_mm_shuffle_epi32(key, 0x00), Chroma4(r, g, b, 0.5, 0.418688, 0.081312, false));
+            const __m128i dcb =
+                _mm_sub_epi32(_mm_shuffle_epi32(key, 0x55), Chroma4(r, g, b, -0.168736, 0.331264, 0.5, true));
+            const __m128i d2 = _mm_add_epi32(_mm_mullo_epi32(dcr, dcr), _mm_mullo_epi32(dcb, dcb));
+            mask |= _mm_movemask_ps(_mm_castsi128_ps(_mm_cmplt_epi32(d2, lim))) << (4 * half);
         }
         near[x >> 3] = uint8_t(mask);
     }
@@ -185,20 +189,24 @@ void LImgProChromaKey::ApplyRow(uint8_t* p, int n, int bpp) const
     if (bpp == 4 && !bLuma && HasAVX2())
     {
         // Most of a photo is far from the key: the vector pass finds the groups that aren't.
-        const double limit = std::max(byThresholdA, byThresholdB);
+        const int limit = std::max(byThresholdA, byThresholdB);
+        const int cr0 = LImgProChromaCr(byKeyRed, byKeyGreen, byKeyBlue);
+        const int cb0 = LImgProChromaCb(byKeyRed, byKeyGreen, byKeyBlue);
         uint8_t near[64];
-        int x = 0;
-        while (x < n)
+        for (int x = 0; x < n; x += 512)
         {
             const int chunk = std::min(n - x, 512);
+            uint8_t* q = p + 4 * x;
             const int done =
-                FarPixelsAVX2(reinterpret_cast<const uint32_t*>(p) + x, chunk, arDistance.get(), limit, near);
-            for (int k = 0; k < done; ++k)
-                if (near[k >> 3] & (1 << (k & 7)))
-                    Apply(p + 4 * (x + k), p[4 * (x + k) + 3]);
+                NearPixelsAVX2(reinterpret_cast<const uint32_t*>(q), chunk, cr0, cb0, limit, near);
+            for (int k = 0; k < done; k += 8)
+                for (unsigned m = near[k >> 3]; m; m &= m - 1)
+                {
+                    const int i = k + __builtin_ctz(m);
+                    Apply(q + 4 * i, q[4 * i + 3]);
+                }
             for (int k = done; k < chunk; ++k)
-                Apply(p + 4 * (x + k), p[4 * (x + k) + 3]);
-            x += chunk;
+                Apply(q + 4 * k, q[4 * k + 3]);
         }
         return;
     }
