@@ -84,15 +84,11 @@ LProcessResult LImgProAutoLevels::Process(LProcessInterface& oProcess, LImageBuf
 
     const uint64_t threshold = uint64_t(w) * uint64_t(h) / 99;
     uint8_t table[3][256];
-    uint32_t packed[3][256];
     for (int c = 0; c < 3; ++c)
     {
         int lo, hi;
         FindRange(hist[c], threshold, lo, hi);
         MakeTable(lo, hi, table[c]);
-        // Red, green, blue already in their places of a 32-bit pixel.
-        for (int i = 0; i < 256; ++i)
-            packed[c][i] = uint32_t(table[c][i]) << (16 - 8 * c);
     }
     // The three channel passes are independent, so one walk does all of them.
     return LImgProForEachRow(
@@ -101,19 +97,7 @@ LProcessResult LImgProAutoLevels::Process(LProcessInterface& oProcess, LImageBuf
         {
             const uint8_t* s = oSource.GetRow(y);
             uint8_t* d = oDest.GetRow(y);
-            if (bpp == 4)
-            {
-                // The destination's alpha is read back, not written anew.
-                const uint32_t* s4 = reinterpret_cast<const uint32_t*>(s);
-                uint32_t* d4 = reinterpret_cast<uint32_t*>(d);
-                for (int x = 0; x < w; ++x)
-                {
-                    const uint32_t v = s4[x];
-                    d4[x] = (d4[x] & 0xFF000000u) | packed[0][(v >> 16) & 255] | packed[1][(v >> 8) & 255] |
-                            packed[2][v & 255];
-                }
-                return;
-            }
+            // Byte stores leave alpha alone without reading the destination first.
             for (int x = 0; x < w; ++x, s += bpp, d += bpp)
             {
                 const uint8_t b = s[0], g = s[1], r = s[2];
