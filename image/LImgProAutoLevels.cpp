@@ -5,6 +5,24 @@
 
 #include "image/LImgProRowLoop.h"
 
+namespace
+{
+// Byte stores leave alpha alone without reading the destination first. The tables come in as
+// arguments, so the stores don't make the compiler fetch their addresses again for every pixel.
+template <int BPP>
+void MapRow(const uint8_t* s, uint8_t* d, int n, const uint8_t* red, const uint8_t* green,
+            const uint8_t* blue)
+{
+    for (int x = 0; x < n; ++x, s += BPP, d += BPP)
+    {
+        const uint8_t b = s[0], g = s[1], r = s[2];
+        d[0] = blue[b];
+        d[1] = green[g];
+        d[2] = red[r];
+    }
+}
+} // namespace
+
 void LImgProAutoLevels::FindRange(const uint64_t* hist, uint64_t threshold, int& lo, int& hi)
 {
     uint64_t sum = 0;
@@ -95,16 +113,10 @@ LProcessResult LImgProAutoLevels::Process(LProcessInterface& oProcess, LImageBuf
         oProcess, h,
         [&](int y)
         {
-            const uint8_t* s = oSource.GetRow(y);
-            uint8_t* d = oDest.GetRow(y);
-            // Byte stores leave alpha alone without reading the destination first.
-            for (int x = 0; x < w; ++x, s += bpp, d += bpp)
-            {
-                const uint8_t b = s[0], g = s[1], r = s[2];
-                d[0] = table[2][b];
-                d[1] = table[1][g];
-                d[2] = table[0][r];
-            }
+            if (bpp == 4)
+                MapRow<4>(oSource.GetRow(y), oDest.GetRow(y), w, table[0], table[1], table[2]);
+            else
+                MapRow<3>(oSource.GetRow(y), oDest.GetRow(y), w, table[0], table[1], table[2]);
         },
         LImgProStopAfterRow, 64, 0.25, 0.75);
 }

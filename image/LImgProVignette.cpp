@@ -5,6 +5,39 @@
 
 #include "image/LImgProRowLoop.h"
 
+namespace
+{
+// One row, with every constant an argument: the byte stores can't then make the compiler load
+// them again for each pixel.
+template <class F>
+void VignetteRow(F* row, int w, const int64_t* dx2, int64_t base, float span, double strength, int cb, int cg,
+                 int cr, F solid)
+{
+    for (int x = 0; x < w; ++x)
+    {
+        // For a positive span, q <= 0 and q >= 1 are the numerator's own tests: only the ring
+        // between needs the division.
+        const float num = float(dx2[x] + base);
+        if (num <= 0)
+            continue;
+        if (num >= span)
+        {
+            row[x] = solid;
+            continue;
+        }
+        const float q = num / span;
+        // Clamped on the float value, before the conversion.
+        const double tv = q * 255 * strength;
+        const int t = !(tv > 0) ? 0 : tv >= 255 ? 255 : int(tv);
+        const LPixelColour c = LImgProReadWide(row[x]);
+        LImgProWriteWide(row[x], LPixelColour(uint8_t((cb * t + c.b * (255 - t)) / 255),
+                                              uint8_t((cg * t + c.g * (255 - t)) / 255),
+                                              uint8_t((cr * t + c.r * (255 - t)) / 255),
+                                              uint8_t((255 * t + c.a * (255 - t)) / 255)));
+    }
+}
+} // namespace
+
 template <class F>
 int LImgProVignette::ProcessImage(LProcessInterface& oProcess, LImageBuffer& oImage) const
 {
@@ -33,31 +66,8 @@ int LImgProVignette::ProcessImage(LProcessInterface& oProcess, LImageBuffer& oIm
         [&](int y)
         {
             const int64_t dy = y - cy;
-            F* row = reinterpret_cast<F*>(oImage.GetRow(y));
-            const int64_t base = dy * dy - r0 * r0;
-            for (int x = 0; x < w; ++x)
-            {
-                // For a positive span, q <= 0 and q >= 1 are the numerator's own tests: only the
-                // ring between needs the division.
-                const float num = float(dx2[x] + base);
-                if (num <= 0)
-                    continue;
-                if (num >= span)
-                    row[x] = solid;
-                else
-                {
-                    const float q = num / span;
-                    // Clamped on the float value, before the conversion.
-                    const double tv = q * 255 * dStrength;
-                    const int t = !(tv > 0) ? 0 : tv >= 255 ? 255 : int(tv);
-                    const LPixelColour c = LImgProReadWide(row[x]);
-                    const LPixelColour out(uint8_t((colour[0] * t + c.b * (255 - t)) / 255),
-                                           uint8_t((colour[1] * t + c.g * (255 - t)) / 255),
-                                           uint8_t((colour[2] * t + c.r * (255 - t)) / 255),
-                                           uint8_t((255 * t + c.a * (255 - t)) / 255));
-                    LImgProWriteWide(row[x], out);
-                }
-            }
+            VignetteRow(reinterpret_cast<F*>(oImage.GetRow(y)), w, dx2.data(), dy * dy - r0 * r0, span,
+                        dStrength, colour[0], colour[1], colour[2], solid);
         },
         LImgProStopNever, 16);
 }
