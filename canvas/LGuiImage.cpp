@@ -118,3 +118,17 @@ void LGuiImage::Premultiply()
                });
     bOpaque = !transparent;
 }
+
+bool LGuiImage::IsBufferOpaque(const LImageBuffer& source)
+{
+    if (source.GetPixelFormat() != B8G8R8A8)
+        return false;
+    for (int y = 0; y < source.GetHeight(); ++y)
+    {
+        const uint8_t* p = source.GetScanLine(y);
+        for (int x = 0; x < source.GetWidth(); ++x)
+            if (p[4 * x + 3] != 255)
+                return false;
+    }
+    return true;
+}

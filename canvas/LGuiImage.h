@@ -29,6 +29,9 @@ public:
     // Set by the caller who knows that the taken pixels have no transparency, to skip the scan.
     void TakeImageBufferKnownOpaque(LImageBuffer& buffer);
 
+    // Every pixel of a B8G8R8A8 buffer has alpha 255.
+    static bool IsBufferOpaque(const LImageBuffer& buffer);
+
 private:
     void Premultiply();
 

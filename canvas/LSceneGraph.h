@@ -191,7 +191,7 @@ public:
     void AddToAnimated(LSceneGraphNode* node);
     void AddToRepaintList(LSceneGraphNode* node);
     // Forgets every reference to a node that is going away.
-    void NodeGone(LSceneGraphNode* node);
+    virtual void NodeGone(LSceneGraphNode* node);
     void DeferDelete(LSceneGraphNode* node);
     bool IsDeferringDeletes() const { return bPainting || iEventDepth > 0; }
 

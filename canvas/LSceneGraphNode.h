@@ -22,8 +22,8 @@ enum LCursorId : int
     LCursorArrow = 0,
     LCursorResizeVertical = 1,
     LCursorResizeHorizontal = 2,
-    LCursorResizeDiagonalDown = 3, // top-left to bottom-right
-    LCursorResizeDiagonalUp = 4,   // bottom-left to top-right
+    LCursorResizeDiagonalUp = 3,   // bottom-left to top-right
+    LCursorResizeDiagonalDown = 4, // top-left to bottom-right
     LCursorPointingHand = 5,
     LCursorPointingHandMove = 6,
     LCursorPanning = 7,
