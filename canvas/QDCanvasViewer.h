@@ -27,7 +27,10 @@ public:
         (void)viewer, (void)widget;
     }
     virtual void EvCanvasViewerDeselectAll(QDCanvasViewer& viewer) { (void)viewer; }
-    virtual void EvCanvasViewerRightClick(QDCanvasViewer& viewer, float u, float v) { (void)viewer, (void)u, (void)v; }
+    virtual void EvCanvasViewerRightClick(QDCanvasViewer& viewer, float u, float v)
+    {
+        (void)viewer, (void)u, (void)v;
+    }
 };
 
 class QDCanvasViewer : public LSceneGraph, public QDCanvasWidgetNotifyee, public QDViewportNotifyee

@@ -4,7 +4,8 @@
 
 void QDCanvasWidget::AddWidgetNotifyee(QDCanvasWidgetNotifyee* notifyee)
 {
-    if (notifyee && std::find(vWidgetNotifyees.begin(), vWidgetNotifyees.end(), notifyee) == vWidgetNotifyees.end())
+    if (notifyee &&
+        std::find(vWidgetNotifyees.begin(), vWidgetNotifyees.end(), notifyee) == vWidgetNotifyees.end())
         vWidgetNotifyees.push_back(notifyee);
 }
 

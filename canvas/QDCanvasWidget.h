@@ -58,7 +58,8 @@ public:
 class CanvasWidgetDummy : public QDCanvasWidget
 {
 public:
-    CanvasWidgetDummy(QDViewport* viewport, QDImagePipelineElement* element) : QDCanvasWidget(viewport, element)
+    CanvasWidgetDummy(QDViewport* viewport, QDImagePipelineElement* element)
+        : QDCanvasWidget(viewport, element)
     {
         bCanFocus = false;
         bDraggable = false;

@@ -48,7 +48,8 @@ LBoxF QDViewportRenderer::GetPictureRectXY() const
     // The picture hangs from UV 0,0 whatever the page's own left and top.
     const LBoxF page = GetBounds();
     const float x = std::round(MapUToX(0)), y = std::round(MapVToY(0));
-    const float w = std::round(MapOffsetUVToXY(page.GetWidth())), h = std::round(MapOffsetUVToXY(page.GetHeight()));
+    const float w = std::round(MapOffsetUVToXY(page.GetWidth())),
+                h = std::round(MapOffsetUVToXY(page.GetHeight()));
     return LBoxF(x, y, x + w, y + h);
 }
 
@@ -58,7 +59,8 @@ void QDViewportRenderer::DrawShadow(LPaintContext& pc)
     const float l = std::round(page.left), t = std::round(page.top);
     const float w = std::round(page.GetWidth()), h = std::round(page.GetHeight());
     const float onePixel = MapOffsetXYToUV(1);
-    DrawBoxShadowUV(pc, LBoxF(l, t, l + w - onePixel, t + h - onePixel), GetShadowWidth(), LGuiGrey(kShadowGrey));
+    DrawBoxShadowUV(pc, LBoxF(l, t, l + w - onePixel, t + h - onePixel), GetShadowWidth(),
+                    LGuiGrey(kShadowGrey));
 }
 
 void QDViewportRenderer::Draw(LPaintContext& pc)
@@ -67,7 +69,8 @@ void QDViewportRenderer::Draw(LPaintContext& pc)
     {
         DrawShadow(pc);
         const LBoxF xy = GetViewportBoundsXY();
-        pc.FillGray(LBoxF(std::round(xy.left), std::round(xy.top), std::round(xy.right), std::round(xy.bottom)));
+        pc.FillGray(
+            LBoxF(std::round(xy.left), std::round(xy.top), std::round(xy.right), std::round(xy.bottom)));
         return;
     }
     DrawShadow(pc);

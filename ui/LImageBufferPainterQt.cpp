@@ -46,8 +46,8 @@ void LImageBufferPainter::Reload()
         return;
     auto* s = new Surface;
     // Straight alpha, as the buffer keeps it; rows in memory order.
-    s->image = QImage(rBuffer.GetData(), rBuffer.GetWidth(), rBuffer.GetHeight(), qsizetype(rBuffer.GetWidthBytes()),
-                      QImage::Format_ARGB32);
+    s->image = QImage(rBuffer.GetData(), rBuffer.GetWidth(), rBuffer.GetHeight(),
+                      qsizetype(rBuffer.GetWidthBytes()), QImage::Format_ARGB32);
     if (!s->painter.begin(&s->image))
     {
         delete s;

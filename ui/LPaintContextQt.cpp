@@ -161,14 +161,17 @@ void LPaintContextQt::DrawImage(const LGuiImage& image, const LBoundingBox2T<flo
     const int margin = bInterpolate ? 1 : 0;
     const int x0 = std::max(0, int(std::floor((visible.left() - deviceTarget.left()) * sx)) - margin);
     const int y0 = std::max(0, int(std::floor((visible.top() - deviceTarget.top()) * sy)) - margin);
-    const int x1 = std::min(b.GetWidth(), int(std::ceil((visible.right() - deviceTarget.left()) * sx)) + margin);
-    const int y1 = std::min(b.GetHeight(), int(std::ceil((visible.bottom() - deviceTarget.top()) * sy)) + margin);
+    const int x1 =
+        std::min(b.GetWidth(), int(std::ceil((visible.right() - deviceTarget.left()) * sx)) + margin);
+    const int y1 =
+        std::min(b.GetHeight(), int(std::ceil((visible.bottom() - deviceTarget.top()) * sy)) + margin);
     if (x1 <= x0 || y1 <= y0)
     {
         rPainter.restore();
         return;
     }
-    const QRectF part(deviceTarget.left() + x0 / sx, deviceTarget.top() + y0 / sy, (x1 - x0) / sx, (y1 - y0) / sy);
+    const QRectF part(deviceTarget.left() + x0 / sx, deviceTarget.top() + y0 / sy, (x1 - x0) / sx,
+                      (y1 - y0) / sy);
     rPainter.setWorldTransform(tBase);
     rPainter.drawImage(part, picture, QRectF(x0, y0, x1 - x0, y1 - y0));
     rPainter.restore();
@@ -228,7 +231,8 @@ void LPaintContextQt::DrawFrameDashedAA(const LBoundingBox2T<float>& box, LGuiCo
     rPainter.restore();
 }
 
-void LPaintContextQt::DrawFrameAA(const LBoundingBox2T<float>& box, LGuiColor colour, float alpha, float width)
+void LPaintContextQt::DrawFrameAA(const LBoundingBox2T<float>& box, LGuiColor colour, float alpha,
+                                  float width)
 {
     rPainter.save();
     rPainter.setRenderHint(QPainter::Antialiasing, true);
@@ -238,7 +242,8 @@ void LPaintContextQt::DrawFrameAA(const LBoundingBox2T<float>& box, LGuiColor co
     rPainter.restore();
 }
 
-void LPaintContextQt::DrawLineAA(float x0, float y0, float x1, float y1, LGuiColor colour, float alpha, float width)
+void LPaintContextQt::DrawLineAA(float x0, float y0, float x1, float y1, LGuiColor colour, float alpha,
+                                 float width)
 {
     rPainter.save();
     rPainter.setRenderHint(QPainter::Antialiasing, true);
@@ -247,8 +252,8 @@ void LPaintContextQt::DrawLineAA(float x0, float y0, float x1, float y1, LGuiCol
     rPainter.restore();
 }
 
-void LPaintContextQt::DrawLinesAA(const LPointF* points, size_t count, bool bClosed, LGuiColor colour, float alpha,
-                                  float width)
+void LPaintContextQt::DrawLinesAA(const LPointF* points, size_t count, bool bClosed, LGuiColor colour,
+                                  float alpha, float width)
 {
     if (count < 2)
         return;
@@ -266,7 +271,8 @@ void LPaintContextQt::DrawLinesAA(const LPointF* points, size_t count, bool bClo
     rPainter.restore();
 }
 
-void LPaintContextQt::DrawEllipseAA(const LBoundingBox2T<float>& box, LGuiColor colour, float alpha, float width)
+void LPaintContextQt::DrawEllipseAA(const LBoundingBox2T<float>& box, LGuiColor colour, float alpha,
+                                    float width)
 {
     rPainter.save();
     rPainter.setRenderHint(QPainter::Antialiasing, true);
@@ -338,7 +344,8 @@ void LPaintContextQt::ClipExclude(const LBoundingBox2T<float>& box)
     everything.addRect(QRectF(-1e6, -1e6, 2e6, 2e6));
     QPainterPath hole;
     hole.addRect(ToRect(box));
-    rPainter.setClipPath(everything.subtracted(hole), rPainter.hasClipping() ? Qt::IntersectClip : Qt::ReplaceClip);
+    rPainter.setClipPath(everything.subtracted(hole),
+                         rPainter.hasClipping() ? Qt::IntersectClip : Qt::ReplaceClip);
 }
 
 void LPaintContextQt::Push()

@@ -17,13 +17,16 @@ public:
 
     LBoundingBox2T<int> GetClipBox() const override;
     void FillRect(const LBoundingBox2T<float>& box, LGuiColor colour, float alpha) override;
-    void FillRectCheckerPattern(const LBoundingBox2T<float>& box, int cell, LGuiColor base, LGuiColor alternate,
-                                float originX, float originY) override;
-    void DrawImage(const LGuiImage& image, const LBoundingBox2T<float>& box, float opacity, bool bInterpolate) override;
+    void FillRectCheckerPattern(const LBoundingBox2T<float>& box, int cell, LGuiColor base,
+                                LGuiColor alternate, float originX, float originY) override;
+    void DrawImage(const LGuiImage& image, const LBoundingBox2T<float>& box, float opacity,
+                   bool bInterpolate) override;
     void DrawBoxShadow(LGuiColor colour, const LBoundingBox2T<float>& box, float depth) override;
-    void DrawFrameDashedAA(const LBoundingBox2T<float>& box, LGuiColor colour, float width, LLineStyle style) override;
+    void DrawFrameDashedAA(const LBoundingBox2T<float>& box, LGuiColor colour, float width,
+                           LLineStyle style) override;
     void DrawFrameAA(const LBoundingBox2T<float>& box, LGuiColor colour, float alpha, float width) override;
-    void DrawLineAA(float x0, float y0, float x1, float y1, LGuiColor colour, float alpha, float width) override;
+    void DrawLineAA(float x0, float y0, float x1, float y1, LGuiColor colour, float alpha,
+                    float width) override;
     void DrawLinesAA(const LPointF* points, size_t count, bool bClosed, LGuiColor colour, float alpha,
                      float width) override;
     void DrawEllipseAA(const LBoundingBox2T<float>& box, LGuiColor colour, float alpha, float width) override;

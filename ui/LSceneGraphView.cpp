@@ -68,10 +68,18 @@ int LSceneGraphView::MapKey(int qtKey)
         int iQt;
         int iKey;
     } kKeys[] = {
-        {Qt::Key_Backspace, LVK_BACKSPACE}, {Qt::Key_Delete, LVK_FORWARD_DELETE}, {Qt::Key_Space, LVK_SPACE},
-        {Qt::Key_Return, LVK_RETURN},       {Qt::Key_Enter, LVK_RETURN},          {Qt::Key_Escape, LVK_ESCAPE},
-        {Qt::Key_Tab, LVK_TAB},             {Qt::Key_Left, LVK_LEFT},             {Qt::Key_Right, LVK_RIGHT},
-        {Qt::Key_Up, LVK_UP},               {Qt::Key_Down, LVK_DOWN},             {Qt::Key_A, LVK_A},
+        {Qt::Key_Backspace, LVK_BACKSPACE},
+        {Qt::Key_Delete, LVK_FORWARD_DELETE},
+        {Qt::Key_Space, LVK_SPACE},
+        {Qt::Key_Return, LVK_RETURN},
+        {Qt::Key_Enter, LVK_RETURN},
+        {Qt::Key_Escape, LVK_ESCAPE},
+        {Qt::Key_Tab, LVK_TAB},
+        {Qt::Key_Left, LVK_LEFT},
+        {Qt::Key_Right, LVK_RIGHT},
+        {Qt::Key_Up, LVK_UP},
+        {Qt::Key_Down, LVK_DOWN},
+        {Qt::Key_A, LVK_A},
     };
     for (const auto& k : kKeys)
         if (k.iQt == qtKey)
@@ -90,7 +98,8 @@ bool LSceneGraphView::event(QEvent* e)
         {
             const qreal s = GetDeviceScale();
             LKeyHandler::SetModifiers(MapModifiers(g->modifiers()));
-            rGraph.OnPinch(float(g->position().x() * s), float(g->position().y() * s), float(1.0 + g->value()));
+            rGraph.OnPinch(float(g->position().x() * s), float(g->position().y() * s),
+                           float(1.0 + g->value()));
             return true;
         }
         break;
@@ -113,8 +122,9 @@ void LSceneGraphView::paintEvent(QPaintEvent* e)
         SendSize();
     painter.scale(1 / s, 1 / s);
     const QRect r = e->rect();
-    const QRect clip(QPoint(int(std::floor(r.left() * s)), int(std::floor(r.top() * s))),
-                     QPoint(int(std::ceil((r.right() + 1) * s)) - 1, int(std::ceil((r.bottom() + 1) * s)) - 1));
+    const QRect clip(
+        QPoint(int(std::floor(r.left() * s)), int(std::floor(r.top() * s))),
+        QPoint(int(std::ceil((r.right() + 1) * s)) - 1, int(std::ceil((r.bottom() + 1) * s)) - 1));
     LPaintContextQt pc(painter, clip);
     rGraph.OnPaint(pc);
     ++iPaintCount;
@@ -272,7 +282,7 @@ void LSceneGraphView::HostSetCapture(bool bCapture)
 void LSceneGraphView::HostSetCursor(int cursor)
 {
     static const Qt::CursorShape kShapes[] = {
-        Qt::ArrowCursor,     Qt::SizeVerCursor,       Qt::SizeHorCursor, Qt::SizeBDiagCursor,
+        Qt::ArrowCursor,     Qt::SizeVerCursor,      Qt::SizeHorCursor,  Qt::SizeBDiagCursor,
         Qt::SizeFDiagCursor, Qt::PointingHandCursor, Qt::OpenHandCursor, Qt::ClosedHandCursor,
     };
     if (cursor >= 0 && cursor < int(sizeof(kShapes) / sizeof(kShapes[0])))
