@@ -83,6 +83,11 @@ class LRectangularManipulator : public LSceneGraphNode,
 public:
     LRectangularManipulator(float width, float height, int anchor = 1);
     ~LRectangularManipulator() override;
+    // Node listeners and change listeners are told apart by their type.
+    using LNotifier1Arg<LRectangularManipulator, bool>::AddNotifyee;
+    using LNotifier1Arg<LRectangularManipulator, bool>::RemoveNotifyee;
+    using LSceneGraphNode::AddNotifyee;
+    using LSceneGraphNode::RemoveNotifyee;
 
     const char* GetName() const override { return "Manipulator"; }
     void EvCreated() override;

@@ -9,8 +9,8 @@ QDManipulatorWidget::QDManipulatorWidget(QDViewport* viewport, QDImagePipelineEl
 void QDManipulatorWidget::EvCreated()
 {
     lpManipulator = AddNode<LRectangularManipulator>(0, 0, 1.0f, 1.0f, iAnchor);
-    lpManipulator->LNotifier1Arg<LRectangularManipulator, bool>::AddNotifyee(this);
-    lpManipulator->LSceneGraphNode::AddNotifyee(this);
+    lpManipulator->AddNotifyee(static_cast<LNotifyee1Arg<LRectangularManipulator, bool>*>(this));
+    lpManipulator->AddNotifyee(static_cast<LSceneGraphNodeNotifyee*>(this));
     lpManipulator->bCanDelete = false;
     lpManipulator->bDeleteHides = false;
     lpManipulator->SetHidden(true);

@@ -89,9 +89,10 @@ void QDMainWindow::CreateMenus()
 {
     QMenu* view = menuBar()->addMenu("View");
     QAction* in = view->addAction("Zoom-In", this, &QDMainWindow::ZoomIn);
-    in->setShortcuts({QKeySequence("Ctrl++"), QKeySequence("Ctrl+="), QKeySequence(QKeySequence::ZoomIn)});
+    // Ctrl+= is the same key without Shift on most layouts.
+    in->setShortcuts({QKeySequence("Ctrl++"), QKeySequence("Ctrl+=")});
     QAction* out = view->addAction("Zoom-Out", this, &QDMainWindow::ZoomOut);
-    out->setShortcuts({QKeySequence("Ctrl+-"), QKeySequence(QKeySequence::ZoomOut)});
+    out->setShortcut(QKeySequence("Ctrl+-"));
     view->addSeparator();
     QAction* fitAction = view->addAction("Fit to Window", this, &QDMainWindow::FitToWindow);
     fitAction->setShortcut(QKeySequence("Ctrl+0"));

@@ -57,6 +57,12 @@ inline QApplication& CanvasApp()
     return *static_cast<QApplication*>(QApplication::instance());
 }
 
+// A first base for fixtures that hold widgets, so that the application exists before them.
+struct CanvasAppFirst
+{
+    CanvasAppFirst() { CanvasApp(); }
+};
+
 inline bool PumpUntil(std::function<bool()> done, int milliseconds = 10000)
 {
     LMainLoopProcessEvents(

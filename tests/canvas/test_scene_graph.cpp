@@ -265,7 +265,10 @@ TEST_F(GraphTest, RepaintsAreCoalescedAndNodesAddedWhileDrawingWaitForTheNextPas
     {
         LBoundingBox2T<int> GetClipBox() const override { return {0, 0, 400, 300}; }
         void FillRect(const LBoundingBox2T<float>&, LGuiColor, float) override {}
-        void FillRectCheckerPattern(const LBoundingBox2T<float>&, int, LGuiColor, LGuiColor, float, float) override {}
+        void FillRectCheckerPattern(const LBoundingBox2T<float>&, int, LGuiColor, LGuiColor, float,
+                                    float) override
+        {
+        }
         void DrawImage(const LGuiImage&, const LBoundingBox2T<float>&, float, bool) override {}
         void DrawBoxShadow(LGuiColor, const LBoundingBox2T<float>&, float) override {}
         void DrawFrameDashedAA(const LBoundingBox2T<float>&, LGuiColor, float, LLineStyle) override {}

@@ -1,0 +1,185 @@
+// The picture on the canvas, checked in the pixels the widget paints: where the viewport says,
+// sharp when magnified, the checkerboard through transparent parts, the shadow on the right and
+// bottom, the render message; and the small render stretched to the page when it arrives.
+
+#include <QImage>
+#include <QTest>
+
+#include "canvas/LGuiImage.h"
+#include "canvas/QDCanvasViewer.h"
+#include "canvas/QDViewportRenderer.h"
+#include "canvas_support.h"
+#include "ui/LSceneGraphView.h"
+
+namespace
+{
+uint32_t& At(LImageBuffer& b, int x, int y)
+{
+    return reinterpret_cast<uint32_t*>(b.GetRow(y))[x];
+}
+
+// Left half: columns alternating opaque blue and green. Right half: fully transparent.
+LPtr<LImageBuffer> TestPicture(int w, int h)
+{
+    LPtr<LImageBuffer> b(new LImageBuffer);
+    LImage::New(*b, w, h, B8G8R8A8);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            At(*b, x, y) = x >= w / 2 ? 0x00000000u : (x % 2 ? 0xFF00FF00u : 0xFF0000FFu);
+    return b;
+}
+
+int Grey(QRgb c)
+{
+    return qRed(c) == qGreen(c) && qGreen(c) == qBlue(c) ? qRed(c) : -1;
+}
+
+class RendererTest : public CanvasAppFirst, public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        viewer.Init(&viewport, nullptr);
+        view.resize(400, 300);
+        view.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&view));
+        viewer.SetZoom(2);
+        viewer.CenterCameraOnViewport();
+    }
+    QImage Grab()
+    {
+        PumpFor(30);
+        return view.grab().toImage().convertToFormat(QImage::Format_RGB32);
+    }
+
+    QDViewport viewport{160, 120, 0.5f};
+    QDCanvasViewer viewer;
+    LSceneGraphView view{viewer};
+};
+} // namespace
+
+TEST_F(RendererTest, ThePictureLandsWhereTheViewportSaysWithCheckerAndShadow)
+{
+    // Before any render the page is plain grey.
+    QImage shot = Grab();
+    EXPECT_EQ(Grey(shot.pixel(200, 150)), 128);
+
+    LPtr<LImageBuffer> picture = TestPicture(160, 120);
+    viewer.EvRenderFinished(picture, nullptr);
+    EXPECT_TRUE(picture.IsNull()); // taken, not copied
+    QDViewportRenderer* r = viewer.GetViewportRenderer();
+    // 160 × 120 at zoom 2 about the centre of a 400 × 300 control: x 40..360, y 30..270.
+    EXPECT_EQ(r->GetPictureRectXY(), LBoxF(40, 30, 360, 270));
+    shot = Grab();
+    // Magnified without smoothing: each image column is two sharp screen columns.
+    for (int x = 40; x < 200; x += 2)
+    {
+        const QRgb want = (x - 40) / 2 % 2 ? qRgb(0, 255, 0) : qRgb(0, 0, 255);
+        ASSERT_EQ(shot.pixel(x, 100), want) << x;
+        ASSERT_EQ(shot.pixel(x + 1, 100), want) << x;
+    }
+    EXPECT_EQ(Grey(shot.pixel(39, 100)), 96); // the canvas's background
+    // The transparent half shows cells of 20 control pixels counted from the control's corner.
+    EXPECT_EQ(Grey(shot.pixel(205, 45)), 255);  // cell (10, 2)
+    EXPECT_EQ(Grey(shot.pixel(225, 45)), 223);  // cell (11, 2)
+    EXPECT_EQ(Grey(shot.pixel(225, 65)), 255);  // cell (11, 3)
+    EXPECT_EQ(Grey(shot.pixel(359, 269)), 255); // cell (17, 13), the last picture pixel
+    // The shadow darkens just right of and below the page, and not left of or above it.
+    EXPECT_LT(Grey(shot.pixel(361, 150)), 96);
+    EXPECT_LT(Grey(shot.pixel(200, 271)), 96);
+    EXPECT_EQ(Grey(shot.pixel(38, 150)), 96);
+    EXPECT_EQ(Grey(shot.pixel(200, 28)), 96);
+    EXPECT_EQ(Grey(shot.pixel(380, 150)), 96);
+
+    // A failed render keeps the picture and writes its message in red in the bottom right.
+    LPtr<LImageBuffer> none;
+    viewer.EvRenderFinished(none, "Image render failed.");
+    shot = Grab();
+    EXPECT_EQ(shot.pixel(44, 100), qRgb(0, 0, 255));
+    int red = 0;
+    for (int y = 250; y < 300; ++y)
+        for (int x = 200; x < 400; ++x)
+            red += shot.pixel(x, y) == qRgb(255, 0, 0);
+    EXPECT_GT(red, 20);
+    // The next good picture clears it.
+    LPtr<LImageBuffer> again = TestPicture(160, 120);
+    viewer.EvRenderFinished(again, nullptr);
+    EXPECT_TRUE(viewer.GetRenderError().empty());
+}
+
+TEST_F(RendererTest, ASmallRenderIsStretchedToThePageOnceAndThePageFollowsThePicture)
+{
+    struct Count : QDViewportNotifyee
+    {
+        void EvViewportBoundsChanged(QDViewport&) override { ++n; }
+        int n = 0;
+    } count;
+    viewport.AddNotifyee(&count);
+    QDViewportRenderer* r = viewer.GetViewportRenderer();
+
+    // Half the size at a scale of one half: stretched to 160 × 120, the page unchanged.
+    LPtr<LImageBuffer> small = TestPicture(80, 60);
+    r->EvRenderLowRes(small.Get());
+    EXPECT_EQ(r->iLowResWidth, 160);
+    EXPECT_EQ(r->GetDisplayImage().GetWidth(), 160);
+    EXPECT_EQ(r->GetDisplayImage().GetHeight(), 120);
+    EXPECT_FALSE(r->GetDisplayImage().IsOpaque());
+    EXPECT_EQ(count.n, 0);
+    const QImage shot = Grab();
+    EXPECT_EQ(shot.pixel(40, 100), qRgb(0, 0, 255));
+
+    // A full picture of another size moves the page, and the camera follows.
+    LPtr<LImageBuffer> wide = TestPicture(200, 100);
+    r->EvRenderFinished(wide);
+    EXPECT_EQ(viewport.GetBounds(), LBoundingBox2T<double>(0, 0, 200, 100));
+    EXPECT_EQ(count.n, 1);
+    EXPECT_FLOAT_EQ(viewer.GetCameraU(), 100);
+    // Later small renders keep the size they first implied, unless told the project's.
+    r->EvRenderLowRes(small.Get());
+    EXPECT_EQ(r->GetDisplayImage().GetWidth(), 160);
+    r->SetProjectDimensions(200, 100);
+    r->EvRenderLowRes(small.Get());
+    EXPECT_EQ(r->GetDisplayImage().GetWidth(), 200);
+    viewport.RemoveNotifyee(&count);
+}
+
+TEST(ViewportRendererAlone, ARenderThatRoundsToNothingDrawsNothingAndInvalidImagesOnlyRepaint)
+{
+    CanvasApp();
+    QDViewport viewport(10, 10, 1000.0f);
+    QDViewportRenderer renderer(&viewport);
+    LImageBuffer tiny;
+    LImage::New(tiny, 1, 1, B8G8R8A8);
+    renderer.EvRenderLowRes(&tiny);
+    EXPECT_EQ(renderer.iLowResWidth, 0);
+    EXPECT_TRUE(renderer.GetDisplayImage().IsEmpty());
+    EXPECT_EQ(viewport.GetBounds(), LBoundingBox2T<double>(0, 0, 0, 0));
+    renderer.EvRenderLowRes(nullptr);
+    LImageBuffer invalid;
+    renderer.EvRenderLowRes(&invalid);
+    EXPECT_EQ(viewport.GetBounds(), LBoundingBox2T<double>(0, 0, 0, 0));
+    EXPECT_FLOAT_EQ(renderer.GetShadowWidth(), 0);
+}
+
+TEST(GuiImage, PremultipliesOnceAndKnowsWhenNothingShowsThrough)
+{
+    LImageBuffer b;
+    LImage::New(b, 3, 1, B8G8R8A8);
+    At(b, 0, 0) = 0xFF102030u;
+    At(b, 1, 0) = 0x80FF8000u; // half-transparent orange
+    At(b, 2, 0) = 0x00FFFFFFu;
+    LGuiImage image;
+    ASSERT_TRUE(image.SetFromImageBuffer(b));
+    EXPECT_FALSE(image.IsOpaque());
+    const uint8_t* p = image.GetBuffer().GetRow(0);
+    EXPECT_EQ(p[0] | p[1] << 8 | p[2] << 16 | uint32_t(p[3]) << 24, 0xFF102030u);
+    // (255 × 128 + 127) ÷ 255 = 128, (128 × 128 + 127) ÷ 255 = 64.
+    EXPECT_EQ(p[4 + 2], 128);
+    EXPECT_EQ(p[4 + 1], 64);
+    EXPECT_EQ(p[8] | p[9] | p[10], 0);
+    At(b, 1, 0) = 0xFF000000u;
+    At(b, 2, 0) = 0xFF000000u;
+    ASSERT_TRUE(image.TakeImageBuffer(b));
+    EXPECT_TRUE(image.IsOpaque());
+    EXPECT_FALSE(b.IsValid());
+}
