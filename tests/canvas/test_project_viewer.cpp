@@ -1,6 +1,7 @@
 // The project viewer on the real render thread: notifications arrive on the main loop, the
 // small render shows first and the full one replaces it; and the smaller widgets and painters.
 
+#include <atomic>
 #include <cstring>
 
 #include "canvas/LImageBufferPainter.h"
@@ -21,12 +22,23 @@ uint32_t& At(const LImageBuffer& b, int x, int y)
     return reinterpret_cast<uint32_t*>(b.GetRow(y))[x];
 }
 
-// Turns every colour channel over; cheap and easy to check.
+// Turns every colour channel over; cheap and easy to check. Its full render waits until the
+// small picture is on the canvas, as a full render of a real photo would.
 class InvertElement : public QDImagePipelineElement
 {
 public:
     const char* GetName() const override { return "Invert"; }
+    LProcessResult RenderLowResImage(LProcessInterface& process, LImageBuffer& buffer) override
+    {
+        return Invert(process, buffer);
+    }
     LProcessResult RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer) override
+    {
+        for (int i = 0; i < 1000 && !bLowResShown; ++i)
+            process.ProcessWait(5);
+        return Invert(process, buffer);
+    }
+    LProcessResult Invert(LProcessInterface& process, LImageBuffer& buffer)
     {
         for (int y = 0; y < buffer.GetHeight(); ++y)
         {
@@ -37,6 +49,7 @@ public:
         }
         return LProcessResultSuccess;
     }
+    std::atomic<bool> bLowResShown{false};
 };
 
 // Plays the controller: resolves each notification to a project and hands it to its viewer,
@@ -53,6 +66,8 @@ public:
             lpViewer->EvRenderNotification(code);
         const QDViewportRenderer* r = lpViewer->GetCanvasViewer().GetViewportRenderer();
         vSeen.push_back({code, r->GetDisplayImage().GetWidth(), r->iImageWidth});
+        if (code == QDRenderNotifyLowRes && lpElement)
+            lpElement->bLowResShown = true;
     }
     struct Seen
     {
@@ -61,6 +76,7 @@ public:
     std::vector<Seen> vSeen;
     QDProject* lpProjects = nullptr;
     QDProjectViewer* lpViewer = nullptr;
+    InvertElement* lpElement = nullptr;
 };
 } // namespace
 
@@ -86,11 +102,13 @@ TEST(ProjectViewer, ShowsTheSmallRenderFirstThenTheFullOneAndFollowsEachEdit)
     Controller controller;
     controller.lpProjects = project;
     controller.lpViewer = &viewer;
+    controller.lpElement = invert;
     QDImagePipelineElementProcessingThread thread(&controller.lpProjects);
     thread.lpNotifyHandler = &controller;
     auto render = [&]
     {
         controller.vSeen.clear();
+        invert->bLowResShown = false;
         project->bRenderRequested = true;
         thread.SetCurrentProjectAndStart(project);
         ASSERT_TRUE(PumpUntil(
