@@ -15,6 +15,10 @@ public:
     bool SetFromImageBuffer(const LImageBuffer& buffer);
     // Takes the buffer itself when it is B8G8R8A8, leaving it empty; no copy is made.
     bool TakeImageBuffer(LImageBuffer& buffer);
+    // A copy of any buffer enlarged or reduced to width × height by bilinear interpolation of the
+    // premultiplied pixels: for showing a small render at the page's size. The present pixel
+    // memory is reused when it already has that size.
+    bool SetStretched(const LImageBuffer& source, int width, int height);
     // Gives the pixel memory back for reuse, e.g. as the target of the next resize.
     void ReleaseInto(LImageBuffer& buffer);
     void Clear();

@@ -5,8 +5,6 @@
 
 #include "canvas/LSceneGraph.h"
 #include "document/LQDCacheStore.h"
-#include "image/LImageTransform.h"
-#include "image/LImgProScale.h"
 
 QDViewportRenderer::QDViewportRenderer(QDViewport* viewport) : lpViewport(viewport)
 {
@@ -137,33 +135,7 @@ void QDViewportRenderer::EvRenderLowRes(const LImageBuffer* image)
     else if (image->GetWidth() == iLowResWidth && image->GetHeight() == iLowResHeight)
         imgDisplay.SetFromImageBuffer(*image);
     else
-    {
-        // The previous picture's memory is the new one's, when the size allows: a stretch to the
-        // full size then costs no fresh allocation.
-        LImageBuffer stretched;
-        if (imgDisplay.GetWidth() == iLowResWidth && imgDisplay.GetHeight() == iLowResHeight)
-            imgDisplay.ReleaseInto(stretched);
-        else
-            imgDisplay.Clear();
-        LProcessInterfaceVoid process;
-        bool ok;
-        if (image->GetPixelFormat() == B8G8R8A8)
-        {
-            ok = stretched.IsValid() || LImage::New(stretched, iLowResWidth, iLowResHeight, B8G8R8A8);
-            ok = ok && LImgProScaleLinear(process, stretched, *image) == LProcessResultSuccess;
-        }
-        else
-            ok = LImage::Resize(process, *image, stretched, iLowResWidth, iLowResHeight, false,
-                                LImage::ResizeBilinear) == LProcessResultSuccess;
-        if (ok)
-        {
-            // A blend of opaque pixels is opaque: the small picture tells for the large one.
-            if (LGuiImage::IsBufferOpaque(*image))
-                imgDisplay.TakeImageBufferKnownOpaque(stretched);
-            else
-                imgDisplay.TakeImageBuffer(stretched);
-        }
-    }
+        imgDisplay.SetStretched(*image, iLowResWidth, iLowResHeight);
     FollowPictureSize(iLowResWidth, iLowResHeight);
     Update(false);
 }

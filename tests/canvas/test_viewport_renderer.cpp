@@ -183,3 +183,36 @@ TEST(GuiImage, PremultipliesOnceAndKnowsWhenNothingShowsThrough)
     EXPECT_TRUE(image.IsOpaque());
     EXPECT_FALSE(b.IsValid());
 }
+
+TEST(GuiImage, StretchesByCentreAlignedBilinearSteps)
+{
+    // Black and white, two pixels wide and tall, made four by four. Output centres fall at
+    // -0.25 (held at 0), 0.25, 0.75 and 1.25 (held at 1) of the source: weights 0, 64, 192, 0
+    // of 256, so the grey steps are 0, 255 × 64 ÷ 256 = 63, 255 × 192 ÷ 256 = 191, 255.
+    LImageBuffer b;
+    LImage::New(b, 2, 2, B8G8R8A8);
+    At(b, 0, 0) = At(b, 0, 1) = 0xFF000000u;
+    At(b, 1, 0) = At(b, 1, 1) = 0xFFFFFFFFu;
+    LGuiImage image;
+    ASSERT_TRUE(image.SetStretched(b, 4, 4));
+    const uint8_t steps[4] = {0, 63, 191, 255};
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 4; ++x)
+            EXPECT_EQ(At(const_cast<LImageBuffer&>(image.GetBuffer()), x, y),
+                      0xFF000000u | steps[x] * 0x010101u)
+                << x << "," << y;
+    EXPECT_TRUE(image.IsOpaque());
+    // The other way round, and blended in premultiplied form: half-transparent white over
+    // nothing gives 128 alpha and 128 in each channel at the first step already premultiplied.
+    At(b, 0, 0) = At(b, 1, 0) = 0x80FFFFFFu;
+    At(b, 0, 1) = At(b, 1, 1) = 0x00000000u;
+    ASSERT_TRUE(image.SetStretched(b, 1, 4));
+    const uint8_t alpha[4] = {128, 96, 32, 0}; // 128 × (256 − w) ÷ 256 for w = 0, 64, 192, 256
+    for (int y = 0; y < 4; ++y)
+    {
+        const uint32_t p = At(const_cast<LImageBuffer&>(image.GetBuffer()), 0, y);
+        EXPECT_EQ(p >> 24, alpha[y]) << y;
+        EXPECT_EQ(p & 0xFFu, alpha[y]) << y;
+    }
+    EXPECT_FALSE(image.IsOpaque());
+}
