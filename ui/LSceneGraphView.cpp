@@ -226,7 +226,8 @@ void LSceneGraphView::keyPressEvent(QKeyEvent* e)
     if (key != LVK_UNKNOWN)
         used = rGraph.OnKeyDown(key);
     const QString text = e->text();
-    if (!text.isEmpty() && text.at(0).isPrint() && !(e->modifiers() & Qt::ControlModifier))
+    // Typed characters belong to a focused node; without one they stay the window's.
+    if (rGraph.GetFocus() && !text.isEmpty() && text.at(0).isPrint() && !(e->modifiers() & Qt::ControlModifier))
     {
         for (char32_t c : text.toUcs4())
             rGraph.OnChar(uint32_t(c));
