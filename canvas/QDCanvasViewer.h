@@ -41,6 +41,8 @@ public:
 
     // Adds the picture and the widgets' root, and follows the page.
     void Init(QDViewport* viewport, QDImagePipeline* pipeline);
+    // Binding to the window stays the graph's.
+    using LSceneGraph::Init;
 
     // ---- widgets
     // Adds a widget of type W for the element, registered and placed in pipeline order.
