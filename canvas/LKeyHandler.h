@@ -1,6 +1,6 @@
 #pragma once
 // Keys as the canvas logic sees them: the modifier state of the last input event, and key codes
-// of the design's keyboard table (the window layer maps the toolkit's keys onto them).
+// of the program's own keyboard table (the window layer maps the toolkit's keys onto them).
 
 #include <cstdint>
 

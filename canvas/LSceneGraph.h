@@ -117,7 +117,7 @@ public:
     int GetWidth() const { return iWidth; }
     int GetHeight() const { return iHeight; }
     float GetDisplayScale() const { return fDisplayScale; }
-    // A length of the design's pixels at this display's scale.
+    // A length in layout pixels, in the control's pixels at this display's scale.
     float Px(float pixels) const { return pixels * fDisplayScale; }
     float MapUToX(float u) const;
     float MapVToY(float v) const;

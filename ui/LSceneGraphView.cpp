@@ -62,7 +62,7 @@ uint32_t LSceneGraphView::MapModifiers(Qt::KeyboardModifiers modifiers)
 
 int LSceneGraphView::MapKey(int qtKey)
 {
-    // The one table from the toolkit's keys to the design's key codes.
+    // The one table from the toolkit's keys to the program's key codes.
     static const struct
     {
         int iQt;
