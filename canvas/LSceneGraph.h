@@ -213,6 +213,7 @@ public:
     int iPanButton = 1; // 0 left, 1 middle
     bool bSpacePans = false;
     bool bPanning = false;
+    int iPanningBy = 0;
     float fPanStartX = 0, fPanStartY = 0, fPanStartCameraU = 0, fPanStartCameraV = 0;
     bool bCanWheelZoom = true;
     bool bCanRubberBand = false;
@@ -264,7 +265,8 @@ protected:
         LSceneGraph& rGraph;
     };
     void ApplyDelayed();
-    void BeginPan(float x, float y);
+    // by: 0 the left button, 1 the middle one, 2 the space bar; the same one ends it.
+    void BeginPan(float x, float y, int by);
     void EndPan();
     void ClampCameraToRestriction(float& u, float& v) const;
     void UpdateCursor();

@@ -170,9 +170,10 @@ void LSceneGraph::UpdateCursor()
     }
 }
 
-void LSceneGraph::BeginPan(float x, float y)
+void LSceneGraph::BeginPan(float x, float y, int by)
 {
     bPanning = true;
+    iPanningBy = by;
     fPanStartX = x;
     fPanStartY = y;
     fPanStartCameraU = fCameraU;
@@ -281,7 +282,7 @@ void LSceneGraph::EvLButtonDown(float x, float y)
         lpHost->HostSetFocus();
     if (bCanPan && iPanButton == 0)
     {
-        BeginPan(x, y);
+        BeginPan(x, y, 0);
         return;
     }
     if (LSceneGraphNode* node = GetNodeUnderPoint(fMouseU, fMouseV))
@@ -334,7 +335,7 @@ void LSceneGraph::EvLButtonUp(float x, float y)
         SetCapture(false);
         Update();
     }
-    if (bPanning && iPanButton == 0)
+    if (bPanning && iPanningBy == 0)
     {
         EndPan();
         return;
@@ -371,8 +372,8 @@ void LSceneGraph::EvMButtonDown(float x, float y)
     fMouseX = x;
     fMouseY = y;
     MapXYToUV(x, y, fMouseU, fMouseV);
-    if (bCanPan && iPanButton == 1)
-        BeginPan(x, y);
+    if (bCanPan && iPanButton == 1 && !bPanning)
+        BeginPan(x, y, 1);
     EvMButtonDownUV(fMouseU, fMouseV);
 }
 
@@ -381,7 +382,7 @@ void LSceneGraph::EvMButtonUp(float x, float y)
     fMouseX = x;
     fMouseY = y;
     MapXYToUV(x, y, fMouseU, fMouseV);
-    if (bPanning && iPanButton == 1)
+    if (bPanning && iPanningBy == 1)
         EndPan();
     EvMButtonUpUV(fMouseU, fMouseV);
 }
@@ -471,7 +472,7 @@ bool LSceneGraph::EvKeyDown(int key)
     }
     else if (key == LVK_SPACE && bCanPan && bSpacePans && !bPanning)
     {
-        BeginPan(fMouseX, fMouseY);
+        BeginPan(fMouseX, fMouseY, 2);
         return true;
     }
     return false;
@@ -479,7 +480,7 @@ bool LSceneGraph::EvKeyDown(int key)
 
 void LSceneGraph::EvKeyUp(int key)
 {
-    if (key == LVK_SPACE && bPanning && bSpacePans)
+    if (key == LVK_SPACE && bPanning && iPanningBy == 2)
     {
         EndPan();
         iLastCursor = -1;

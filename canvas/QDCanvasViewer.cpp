@@ -499,7 +499,7 @@ void QDCanvasViewer::EvLButtonDownUV(float u, float v)
     (void)u, (void)v;
     // A press on the bare canvas grabs the picture and moves it.
     if (bCanPan && !bRubberBanding)
-        BeginPan(fMouseX, fMouseY);
+        BeginPan(fMouseX, fMouseY, 0);
 }
 
 void QDCanvasViewer::EvRButtonUp(float x, float y)

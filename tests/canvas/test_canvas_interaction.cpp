@@ -47,9 +47,9 @@ TEST(CanvasViewerInput, SpacePansWithoutAButtonAndRightClicksGoToTheListenersOnl
     CanvasApp();
     LKeyHandler::SetModifiers(0);
     QDViewport viewport(2000, 1000);
+    RecordingHost host; // outlives the graph it serves
     QDCanvasViewer viewer;
     viewer.Init(&viewport, nullptr);
-    RecordingHost host;
     viewer.Init(&host);
     viewer.OnSize(400, 300);
     viewer.SetZoom(1);
@@ -147,8 +147,8 @@ TEST(CanvasViewerWidgets, AWidgetMovedOutOfViewBringsTheCameraAfterItOnceTheDrag
     auto* element = new TestBoxElement;
     pipeline.AddElement(element);
     element->InitProperties(TestBox{200, 150, 100, 60, 0});
-    QDCanvasViewer viewer;
     RecordingHost host;
+    QDCanvasViewer viewer;
     viewer.Init(&viewport, &pipeline);
     viewer.Init(&host);
     viewer.OnSize(400, 300);

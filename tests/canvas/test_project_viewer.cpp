@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <memory>
 
 #include "canvas/LImageBufferPainter.h"
 #include "canvas/LKeyHandler.h"
@@ -94,7 +95,8 @@ TEST(ProjectViewer, ShowsTheSmallRenderFirstThenTheFullOneAndFollowsEachEdit)
     QDOriginalImageFactory::CreateLayer(*project, source, false, false, nullptr);
     auto* invert = project->CreatePipelineElement<InvertElement>(false);
 
-    QDProjectViewer viewer(*project);
+    auto owned = std::make_unique<QDProjectViewer>(*project);
+    QDProjectViewer& viewer = *owned;
     viewer.SyncPipelineElementUis();
     EXPECT_EQ(viewer.GetCanvasViewer().GetWidgets().size(), 2u);
     EXPECT_NE(viewer.MapPipelineElementToUi(invert), nullptr);
@@ -152,6 +154,7 @@ TEST(ProjectViewer, ShowsTheSmallRenderFirstThenTheFullOneAndFollowsEachEdit)
     EXPECT_EQ(QDProjectFromRenderNotification(project, &named, sizeof(named)), project);
     EXPECT_EQ(QDProjectFromRenderNotification(project, &named, 4), nullptr);
     thread.ProjectClosed(project);
+    owned.reset(); // the viewer goes before its project
     delete project;
 }
 

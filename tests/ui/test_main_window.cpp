@@ -150,6 +150,10 @@ TEST(QDMainWindow, ZoomKeysWheelAndStatusBarDriveTheCanvas)
     QTest::mouseMove(view, QPoint(150, 200));
     QTest::mouseRelease(view, Qt::LeftButton, {}, QPoint(150, 200));
     EXPECT_NEAR(canvas.GetCameraU(), camera + 50 * s / 5, 1e-3);
+    // Released, the picture stays where it was let go.
+    QTest::mouseMove(view, QPoint(100, 200));
+    EXPECT_NEAR(canvas.GetCameraU(), camera + 50 * s / 5, 1e-3);
+    EXPECT_FALSE(canvas.IsPanning());
 }
 
 // At twice the display scale the window is laid out as before, the canvas paints in device
