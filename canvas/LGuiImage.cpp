@@ -1,5 +1,6 @@
 #include "canvas/LGuiImage.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <vector>
@@ -119,32 +120,24 @@ bool LGuiImage::TakeImageBuffer(LImageBuffer& source)
         source.Destroy();
         return ok;
     }
+    Changed();
     buffer.Assign(source);
     Premultiply();
     return true;
-}
-
-void LGuiImage::TakeImageBufferKnownOpaque(LImageBuffer& source)
-{
-    if (!source.IsValid() || source.GetPixelFormat() != B8G8R8A8 || source.imf.bUpsideDown)
-    {
-        TakeImageBuffer(source);
-        return;
-    }
-    buffer.Assign(source);
-    bOpaque = true;
-}
-
-void LGuiImage::ReleaseInto(LImageBuffer& out)
-{
-    out.Assign(buffer);
-    bOpaque = true;
 }
 
 void LGuiImage::Clear()
 {
     buffer.Destroy();
     bOpaque = true;
+    Changed();
+}
+
+void LGuiImage::Changed()
+{
+    vReduced.clear();
+    bufSource.Destroy();
+    bPending = false;
 }
 
 void LGuiImage::Premultiply()
@@ -192,25 +185,12 @@ bool LGuiImage::IsBufferOpaque(const LImageBuffer& source)
     return true;
 }
 
-bool LGuiImage::SetStretched(const LImageBuffer& source, int width, int height)
+namespace
 {
-    LGuiImage small;
-    if (width <= 0 || height <= 0 || !small.SetFromImageBuffer(source))
-    {
-        Clear();
-        return false;
-    }
-    const LImageBuffer& in = small.buffer;
-    LImageBuffer out;
-    if (buffer.IsValid() && buffer.GetWidth() == width && buffer.GetHeight() == height &&
-        !buffer.imf.bUpsideDown)
-        out.Assign(buffer);
-    else
-    {
-        buffer.Destroy();
-        if (!LImage::New(out, width, height, B8G8R8A8))
-            return false;
-    }
+// Bilinear enlargement of in (premultiplied, top-down) into all of out.
+void StretchInto(LImageBuffer& out, const LImageBuffer& in)
+{
+    const int width = out.GetWidth(), height = out.GetHeight();
     std::vector<int> x0, y0;
     std::vector<uint16_t> wx, wy;
     MakeTaps(width, in.GetWidth(), x0, wx);
@@ -266,7 +246,129 @@ bool LGuiImage::SetStretched(const LImageBuffer& source, int width, int height)
                    }
                    return true;
                });
-    buffer.Assign(out);
+}
+} // namespace
+
+bool LGuiImage::SetStretched(const LImageBuffer& source, int width, int height)
+{
+    LGuiImage small;
+    if (width <= 0 || height <= 0 || !small.SetFromImageBuffer(source))
+    {
+        Clear();
+        return false;
+    }
+    vReduced.clear();
+    // Memory of the same size is kept for the stretch; other memory is given back now.
+    if (buffer.GetWidth() != width || buffer.GetHeight() != height)
+        buffer.Destroy();
+    bufSource.Assign(small.buffer);
     bOpaque = small.bOpaque;
+    bPending = true;
+    iPendingWidth = width;
+    iPendingHeight = height;
     return true;
+}
+
+bool LGuiImage::Materialize() const
+{
+    if (!bPending)
+        return true;
+    bPending = false;
+    if (!buffer.IsValid() && !LImage::New(buffer, iPendingWidth, iPendingHeight, B8G8R8A8))
+        return false;
+    StretchInto(buffer, bufSource);
+    return true;
+}
+
+const LImageBuffer& LGuiImage::GetBuffer() const
+{
+    Materialize();
+    return buffer;
+}
+
+bool LGuiImage::MakeReduced(const LImageBuffer& in, int factor, bool bSourceOpaque)
+{
+    const int iw = in.GetWidth(), ih = in.GetHeight();
+    const int w = (iw + factor - 1) / factor, h = (ih + factor - 1) / factor;
+    if (!LImage::New(buffer, w, h, B8G8R8A8))
+        return false;
+    bOpaque = bSourceOpaque;
+    LProcessInterfaceVoid process;
+    LImgProBandRunner runner(h, 8);
+    runner.Run(process,
+               [&](const LImgProBand& band, LImgProBandRunner&)
+               {
+                   std::vector<uint32_t> sums(size_t(w) * 4);
+                   for (int y = band.iFirst; y < band.iFirst + band.iCount; ++y)
+                   {
+                       std::fill(sums.begin(), sums.end(), 0u);
+                       const int y0 = y * factor, y1 = std::min(y0 + factor, ih);
+                       for (int sy = y0; sy < y1; ++sy)
+                       {
+                           const uint8_t* r = in.GetScanLine(sy);
+                           for (int x = 0; x < w; ++x)
+                           {
+                               uint32_t* acc = &sums[size_t(x) * 4];
+                               const int x1 = std::min((x + 1) * factor, iw);
+                               for (int sx = x * factor; sx < x1; ++sx)
+                               {
+                                   const uint8_t* p = r + 4 * sx;
+                                   acc[0] += p[0], acc[1] += p[1], acc[2] += p[2], acc[3] += p[3];
+                               }
+                           }
+                       }
+                       uint8_t* o = buffer.GetScanLine(y);
+                       for (int x = 0; x < w; ++x)
+                       {
+                           const uint32_t n =
+                               uint32_t((std::min((x + 1) * factor, iw) - x * factor) * (y1 - y0));
+                           for (int c = 0; c < 4; ++c)
+                               o[4 * x + c] = uint8_t((sums[size_t(x) * 4 + c] + n / 2) / n);
+                       }
+                   }
+                   return true;
+               });
+    return true;
+}
+
+const LGuiImage& LGuiImage::GetReducedFor(int width) const
+{
+    // The level halves the picture k times: at most twice as wide as asked.
+    const int full = GetWidth(), fullHeight = GetHeight();
+    int k = 0;
+    auto levelWidth = [](int size, int k) { return (size + (1 << k) - 1) >> k; };
+    while (levelWidth(full, k) > 2 * width && levelWidth(full, k) > 1)
+        ++k;
+    if (k == 0)
+        return *this;
+    for (const auto& level : vReduced)
+        if (level.first == k)
+            return *level.second;
+    const int factor = 1 << k;
+    const int w = (full + factor - 1) / factor, h = (fullHeight + factor - 1) / factor;
+    auto made = std::make_unique<LGuiImage>();
+    bool ok;
+    if (bufSource.IsValid())
+    {
+        // From the small picture this one is stretched from: enlarged to the level, or, when the
+        // level is smaller still, reduced from it.
+        int j = 0;
+        while (levelWidth(bufSource.GetWidth(), j) > 2 * width && levelWidth(bufSource.GetWidth(), j) > 1)
+            ++j;
+        if (j > 0)
+            ok = made->MakeReduced(bufSource, 1 << j, bOpaque);
+        else if (bufSource.GetWidth() <= w)
+        {
+            ok = made->SetStretched(bufSource, w, h) && made->Materialize();
+            made->bufSource.Destroy();
+        }
+        else
+            ok = made->SetFromImageBuffer(bufSource);
+    }
+    else
+        ok = made->MakeReduced(GetBuffer(), factor, bOpaque);
+    if (!ok)
+        return *this;
+    vReduced.emplace_back(k, std::move(made));
+    return *vReduced.back().second;
 }

@@ -87,9 +87,11 @@ void QDViewportRenderer::Draw(LPaintContext& pc)
                 pc.FillRectCheckerPattern(visible, int(std::lround(lpGraph->Px(kCheckerCell))), LGuiGrey(255),
                                           LGuiGrey(223), 0, 0);
         }
-        // Smoothing only when shrinking: magnified pixels stay sharp blocks.
+        // Smoothing only when shrinking: magnified pixels stay sharp blocks. A much smaller
+        // picture is drawn from a reduction made once, not from every pixel at each paint.
         const bool shrinking = picture.GetWidth() < float(imgDisplay.GetWidth());
-        pc.DrawImage(imgDisplay, picture, 1.0f, shrinking);
+        const LGuiImage& source = shrinking ? imgDisplay.GetReducedFor(int(picture.GetWidth())) : imgDisplay;
+        pc.DrawImage(source, picture, 1.0f, shrinking);
     }
     pc.SetAntialias(antialias);
 }

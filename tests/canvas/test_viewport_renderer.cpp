@@ -216,3 +216,33 @@ TEST(GuiImage, StretchesByCentreAlignedBilinearSteps)
     }
     EXPECT_FALSE(image.IsOpaque());
 }
+
+TEST(GuiImage, ReductionsAverageEachTwoByTwoAndAreKeptUntilThePixelsChange)
+{
+    // Five by three, so the last column and row pair with themselves.
+    LImageBuffer b;
+    LImage::New(b, 5, 3, B8G8R8A8);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 5; ++x)
+            At(b, x, y) = 0xFF000000u | uint32_t(10 * x + 100 * y);
+    LGuiImage image;
+    ASSERT_TRUE(image.SetFromImageBuffer(b));
+    EXPECT_EQ(&image.GetReducedFor(3), &image); // 5 is not more than twice 3
+    const LGuiImage& half = image.GetReducedFor(2);
+    ASSERT_EQ(half.GetWidth(), 3);
+    ASSERT_EQ(half.GetHeight(), 2);
+    auto blue = [](const LGuiImage& g, int x, int y)
+    { return At(const_cast<LImageBuffer&>(g.GetBuffer()), x, y) & 0xFFu; };
+    EXPECT_EQ(blue(half, 0, 0), (0u + 10 + 100 + 110 + 2) / 4);
+    EXPECT_EQ(blue(half, 2, 0), (40u + 40 + 140 + 140 + 2) / 4);
+    EXPECT_EQ(blue(half, 1, 1), (220u + 230 + 220 + 230 + 2) / 4);
+    EXPECT_EQ(&image.GetReducedFor(2), &half);
+    const LGuiImage& quarter = image.GetReducedFor(1);
+    EXPECT_EQ(quarter.GetWidth(), 2);
+    EXPECT_EQ(image.GetReducedFor(0).GetWidth(), 1);
+    EXPECT_EQ(At(const_cast<LImageBuffer&>(quarter.GetBuffer()), 0, 0) >> 24, 0xFFu);
+    // New pixels, new reductions.
+    At(b, 0, 0) = 0xFF0000FFu;
+    ASSERT_TRUE(image.SetFromImageBuffer(b));
+    EXPECT_EQ(blue(image.GetReducedFor(2), 0, 0), (255u + 10 + 100 + 110 + 2) / 4);
+}
