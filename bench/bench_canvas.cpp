@@ -218,12 +218,15 @@ void BM_RepaintWhileScrolling(benchmark::State& state)
 }
 BENCHMARK(BM_RepaintWhileScrolling)->Arg(0)->Arg(100)->Arg(400)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// From a changed property to the small picture painted on the canvas; the full render then
-// finishes and is painted before the next round, untimed.
+// From a changed property to the small picture painted on the canvas, at fit (0) or a zoom in
+// per cent; the full render then finishes and is painted before the next round, untimed.
 void BM_PropertyChangeToLowResOnCanvas(benchmark::State& state)
 {
     Canvas& c = TheCanvas();
-    c.viewer->GetCanvasViewer().FitCameraToViewport();
+    if (state.range(0) == 0)
+        c.viewer->GetCanvasViewer().FitCameraToViewport();
+    else
+        c.viewer->GetCanvasViewer().SetZoom(float(state.range(0)) / 100.0f);
     int amount = 0;
     double cpu = 0, arrive = 0, handle = 0;
     for (auto _ : state)
@@ -257,7 +260,12 @@ void BM_PropertyChangeToLowResOnCanvas(benchmark::State& state)
     state.counters["to_5002_ms"] = arrive / double(state.iterations());
     state.counters["stretch_ms"] = handle / double(state.iterations());
 }
-BENCHMARK(BM_PropertyChangeToLowResOnCanvas)->Iterations(8)->Unit(benchmark::kMillisecond)->UseManualTime();
+BENCHMARK(BM_PropertyChangeToLowResOnCanvas)
+    ->Arg(0)
+    ->Arg(100)
+    ->Iterations(8)
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime();
 
 // Stretching the small render to the whole page, which happens once per arrival when the page is
 // shown near full size (at fit only a reduction is made from the small render).

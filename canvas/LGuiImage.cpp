@@ -187,8 +187,8 @@ bool LGuiImage::IsBufferOpaque(const LImageBuffer& source)
 
 namespace
 {
-// Bilinear enlargement of in (premultiplied, top-down) into all of out.
-void StretchInto(LImageBuffer& out, const LImageBuffer& in)
+// Bilinear enlargement of in (premultiplied, top-down) into rows first..first+count of out.
+void StretchInto(LImageBuffer& out, const LImageBuffer& in, int first, int count)
 {
     const int width = out.GetWidth(), height = out.GetHeight();
     std::vector<int> x0, y0;
@@ -198,7 +198,7 @@ void StretchInto(LImageBuffer& out, const LImageBuffer& in)
     const int sw = in.GetWidth();
     // Each band widens the source rows it needs once, keeping the last two, and blends them.
     LProcessInterfaceVoid process;
-    LImgProBandRunner runner(height, 32);
+    LImgProBandRunner runner(count, 32);
     runner.Run(process,
                [&](const LImgProBand& band, LImgProBandRunner&)
                {
@@ -213,7 +213,7 @@ void StretchInto(LImageBuffer& out, const LImageBuffer& in)
                            row[size_t(x)] = LerpPixel(s[i], s[std::min(i + 1, sw - 1)], wx[size_t(x)]);
                        }
                    };
-                   for (int y = band.iFirst; y < band.iFirst + band.iCount; ++y)
+                   for (int y = first + band.iFirst; y < first + band.iFirst + band.iCount; ++y)
                    {
                        const int a = y0[size_t(y)], b = std::min(a + 1, in.GetHeight() - 1);
                        if (haveA != a)
@@ -266,23 +266,56 @@ bool LGuiImage::SetStretched(const LImageBuffer& source, int width, int height)
     bPending = true;
     iPendingWidth = width;
     iPendingHeight = height;
+    vStripDone.assign(size_t((height + kStripRows - 1) / kStripRows), 0);
+    return true;
+}
+
+bool LGuiImage::Materialize(int y0, int y1) const
+{
+    if (!bPending)
+        return true;
+    if (!buffer.IsValid() && !LImage::New(buffer, iPendingWidth, iPendingHeight, B8G8R8A8))
+    {
+        bPending = false;
+        return false;
+    }
+    // Strips not yet made in the range, a run of them at a time.
+    const int last = int(vStripDone.size());
+    int s = std::max(0, y0 / kStripRows);
+    const int e = std::min(last, (std::max(y0, y1) + kStripRows - 1) / kStripRows);
+    while (s < e)
+    {
+        if (vStripDone[size_t(s)])
+        {
+            ++s;
+            continue;
+        }
+        int t = s;
+        while (t < e && !vStripDone[size_t(t)])
+            vStripDone[size_t(t++)] = 1;
+        const int first = s * kStripRows;
+        StretchInto(buffer, bufSource, first, std::min(t * kStripRows, iPendingHeight) - first);
+        s = t;
+    }
+    if (std::all_of(vStripDone.begin(), vStripDone.end(), [](uint8_t d) { return d != 0; }))
+        bPending = false;
     return true;
 }
 
 bool LGuiImage::Materialize() const
 {
-    if (!bPending)
-        return true;
-    bPending = false;
-    if (!buffer.IsValid() && !LImage::New(buffer, iPendingWidth, iPendingHeight, B8G8R8A8))
-        return false;
-    StretchInto(buffer, bufSource);
-    return true;
+    return Materialize(0, iPendingHeight);
 }
 
 const LImageBuffer& LGuiImage::GetBuffer() const
 {
     Materialize();
+    return buffer;
+}
+
+const LImageBuffer& LGuiImage::GetBufferRows(int y0, int y1) const
+{
+    Materialize(y0, y1);
     return buffer;
 }
 

@@ -33,6 +33,8 @@ public:
     bool IsOpaque() const { return bOpaque; }
     // The premultiplied pixels, row 0 at the top; a pending enlargement is made here.
     const LImageBuffer& GetBuffer() const;
+    // The same, with only rows y0..y1 sure to be made: a magnified view enlarges what it shows.
+    const LImageBuffer& GetBufferRows(int y0, int y1) const;
     // The picture at most twice as wide as width: itself, or a copy reduced by a power of two
     // (averaging each square of pixels), made on first need and kept until the pixels change.
     // Drawing a large picture small from it reads far less memory, and every pixel counts. A
@@ -47,9 +49,13 @@ private:
     void Changed();
     bool MakeReduced(const LImageBuffer& in, int factor, bool bSourceOpaque);
     bool Materialize() const;
+    bool Materialize(int y0, int y1) const;
+
+    static constexpr int kStripRows = 32;
 
     mutable LImageBuffer buffer;
     mutable bool bPending = false;
+    mutable std::vector<uint8_t> vStripDone;
     int iPendingWidth = 0, iPendingHeight = 0;
     bool bOpaque = true;
     // The small picture a stretched one came from: its reductions are stretched from it too.

@@ -131,9 +131,12 @@ void LPaintContextQt::DrawImage(const LGuiImage& image, const LBoundingBox2T<flo
 {
     if (image.IsEmpty())
         return;
-    const LImageBuffer& b = image.GetBuffer();
-    const QImage picture(b.GetData(), b.GetWidth(), b.GetHeight(), qsizetype(b.GetWidthBytes()),
-                         QImage::Format_ARGB32_Premultiplied);
+    auto wrap = [](const LImageBuffer& b)
+    {
+        return QImage(b.GetData(), b.GetWidth(), b.GetHeight(), qsizetype(b.GetWidthBytes()),
+                      QImage::Format_ARGB32_Premultiplied);
+    };
+    const int iw = image.GetWidth(), ih = image.GetHeight();
     const QRectF target = ToRect(box);
     if (target.isEmpty())
         return;
@@ -144,7 +147,7 @@ void LPaintContextQt::DrawImage(const LGuiImage& image, const LBoundingBox2T<flo
     const QTransform t = rPainter.worldTransform() * tBase.inverted();
     if (t.type() > QTransform::TxScale)
     {
-        rPainter.drawImage(target, picture);
+        rPainter.drawImage(target, wrap(image.GetBuffer()));
         rPainter.restore();
         return;
     }
@@ -157,14 +160,12 @@ void LPaintContextQt::DrawImage(const LGuiImage& image, const LBoundingBox2T<flo
         rPainter.restore();
         return;
     }
-    const double sx = b.GetWidth() / deviceTarget.width(), sy = b.GetHeight() / deviceTarget.height();
+    const double sx = iw / deviceTarget.width(), sy = ih / deviceTarget.height();
     const int margin = bInterpolate ? 1 : 0;
     const int x0 = std::max(0, int(std::floor((visible.left() - deviceTarget.left()) * sx)) - margin);
     const int y0 = std::max(0, int(std::floor((visible.top() - deviceTarget.top()) * sy)) - margin);
-    const int x1 =
-        std::min(b.GetWidth(), int(std::ceil((visible.right() - deviceTarget.left()) * sx)) + margin);
-    const int y1 =
-        std::min(b.GetHeight(), int(std::ceil((visible.bottom() - deviceTarget.top()) * sy)) + margin);
+    const int x1 = std::min(iw, int(std::ceil((visible.right() - deviceTarget.left()) * sx)) + margin);
+    const int y1 = std::min(ih, int(std::ceil((visible.bottom() - deviceTarget.top()) * sy)) + margin);
     if (x1 <= x0 || y1 <= y0)
     {
         rPainter.restore();
@@ -173,7 +174,7 @@ void LPaintContextQt::DrawImage(const LGuiImage& image, const LBoundingBox2T<flo
     const QRectF part(deviceTarget.left() + x0 / sx, deviceTarget.top() + y0 / sy, (x1 - x0) / sx,
                       (y1 - y0) / sy);
     rPainter.setWorldTransform(tBase);
-    rPainter.drawImage(part, picture, QRectF(x0, y0, x1 - x0, y1 - y0));
+    rPainter.drawImage(part, wrap(image.GetBufferRows(y0, y1)), QRectF(x0, y0, x1 - x0, y1 - y0));
     rPainter.restore();
 }
 

@@ -4,6 +4,7 @@
 
 #include <QImage>
 #include <QTest>
+#include <cstring>
 
 #include "canvas/LGuiImage.h"
 #include "canvas/QDCanvasViewer.h"
@@ -245,4 +246,30 @@ TEST(GuiImage, ReductionsAverageEachTwoByTwoAndAreKeptUntilThePixelsChange)
     At(b, 0, 0) = 0xFF0000FFu;
     ASSERT_TRUE(image.SetFromImageBuffer(b));
     EXPECT_EQ(blue(image.GetReducedFor(2), 0, 0), (255u + 10 + 100 + 110 + 2) / 4);
+}
+
+TEST(GuiImage, AStretchMadeAStripAtATimeEqualsOneMadeWhole)
+{
+    LImageBuffer small;
+    LImage::New(small, 7, 5, B8G8R8A8);
+    for (int y = 0; y < 5; ++y)
+        for (int x = 0; x < 7; ++x)
+            At(small, x, y) =
+                0xFF000000u | uint32_t(37 * x + 11 * y) << 16 | uint32_t(53 * x * y) << 8 | uint32_t(91 * y);
+    LGuiImage whole, strips;
+    ASSERT_TRUE(whole.SetStretched(small, 50, 100));
+    ASSERT_TRUE(strips.SetStretched(small, 50, 100));
+    const LImageBuffer& w = whole.GetBuffer();
+    auto sameRows = [&](const LImageBuffer& b, int y0, int y1)
+    {
+        for (int y = y0; y < y1; ++y)
+            if (memcmp(b.GetRow(y), w.GetRow(y), 50 * 4) != 0)
+                return y;
+        return -1;
+    };
+    // Asking for one row in the middle makes its strip, which matches the whole stretch.
+    const LImageBuffer& part = strips.GetBufferRows(40, 41);
+    EXPECT_EQ(sameRows(part, 32, 64), -1);
+    EXPECT_EQ(sameRows(strips.GetBufferRows(90, 100), 64, 100), -1);
+    EXPECT_EQ(sameRows(strips.GetBuffer(), 0, 100), -1);
 }
