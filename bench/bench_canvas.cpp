@@ -90,7 +90,7 @@ public:
     {
         if (code == QDRenderNotifyLowRes)
             tLowArrived = Clock::now();
-        QDProject* p = QDProjectFromRenderNotification(lpProject, data, size);
+        QDProject* p = QDProjectFromNotification(lpProject, data, size);
         if (p && lpViewer)
             lpViewer->EvRenderNotification(code);
         if (code == QDRenderNotifyLowRes)

@@ -10,18 +10,6 @@
 #include "document/QDProject.h"
 #include "image/LImageBuffer.h"
 
-QDProject* QDProjectFromRenderNotification(QDProject* projects, const void* data, size_t size)
-{
-    if (!data || size != QDRenderNotifySize)
-        return nullptr;
-    QDProject* named = nullptr;
-    memcpy(&named, data, sizeof(named));
-    for (QDProject* p = projects; p; p = p->lpNext)
-        if (p == named)
-            return p;
-    return nullptr;
-}
-
 QDProjectViewer::QDProjectViewer(QDProject& project) : rProject(project)
 {
     canvas.Init(&rProject.viewport, &rProject.pipeline);

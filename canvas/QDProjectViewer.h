@@ -10,10 +10,6 @@
 
 class QDProject;
 
-// The project a render notification's data names, or null when it names none of the list (the
-// project has gone, or the data isn't a project). The one place that reads that data.
-QDProject* QDProjectFromRenderNotification(QDProject* projects, const void* data, size_t size);
-
 class QDProjectViewer
 {
 public:

@@ -245,7 +245,7 @@ void QDMainWindow::EvQueuedNotifyData(int code, void* data, size_t size)
         lpProgress->setValue(0);
     else if (code == QDRenderNotifyHighRes || code == QDRenderNotifyCancelled || code == QDRenderNotifyFailed)
         lpProgress->setValue(100);
-    QDProject* project = QDProjectFromRenderNotification(lpProjects, data, size);
+    QDProject* project = QDProjectFromNotification(lpProjects, data, size);
     if (const Open* o = FindOpen(project))
         o->lpViewer->EvRenderNotification(code);
     if (code == QDRenderNotifyHighRes && bAutomationPending && project == lpCurrentProject)
