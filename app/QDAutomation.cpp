@@ -2,10 +2,12 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "app/MainDialog.h"
 #include "app/QDCommandIds.h"
 #include "canvas/QDProjectViewer.h"
+#include "effects/QDEffectCatalogue.h"
 
 namespace
 {
@@ -125,7 +127,14 @@ void QDAutomation::RunStep(const Step& step)
     else if (step.iCommand == -2)
         rDialog.CmZoomTo(4.0f);
     else if (step.iCommand > 0)
+    {
+        // As a person would: from the tab that holds the effect.
+        if (const QDEffectCatalogueRow* row = QDEffectCatalogueFind(step.iCommand); row && row->szTab)
+            for (const QDToolbarTab& tab : QDEffectToolbarTabs())
+                if (strncmp(row->szTab, tab.szName, strlen(tab.szName)) == 0 && rDialog.GetHost())
+                    rDialog.GetHost()->ShowToolbarTab(tab.iCommandId);
         rDialog.Command(step.iCommand, 0);
+    }
     if (!bWaitingRender)
         TimerSet(kTimerShoot, kSettleMs);
 }

@@ -53,14 +53,22 @@ QDStartScreen::QDStartScreen(const std::function<QAction*(int id, const QString&
         button->setMinimumSize(150, 110);
         button->setAutoRaise(true);
         if (item.iCommandId)
-            button->setDefaultAction(action(item.iCommandId, item.szTitle));
+        {
+            QAction* a = action(item.iCommandId, item.szTitle);
+            a->setIcon(QIcon::fromTheme(item.szIcon));
+            a->setToolTip(item.szDescription);
+            button->setDefaultAction(a);
+            // What this build can't do yet isn't offered as a way to begin.
+            connect(a, &QAction::changed, button, [button, a] { button->setVisible(a->isEnabled()); });
+            button->setVisible(a->isEnabled());
+        }
         else
         {
             button->setText(item.szTitle);
+            button->setIcon(QIcon::fromTheme(item.szIcon));
+            button->setToolTip(item.szDescription);
             connect(button, &QToolButton::clicked, this, &QDStartScreen::guideRequested);
         }
-        button->setIcon(QIcon::fromTheme(item.szIcon));
-        button->setToolTip(item.szDescription);
         button->setAccessibleName(item.szTitle);
         button->setAccessibleDescription(item.szDescription);
         button->setProperty("commandId", item.iCommandId);
