@@ -111,7 +111,10 @@ LProcessResult Process(LProcessInterface& process, QDSaveData& data)
 
 bool MainDialog::CheckReadOnlySave(const char* path)
 {
-    if (!LFile::TestFileReadOnly(path))
+    // A file nobody may write is read-only, also for a user whom the system would let write it.
+    struct stat st;
+    const bool locked = stat(path, &st) == 0 && (st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
+    if (!LFile::TestFileReadOnly(path) && !locked)
         return true;
     const int answer =
         Alert(LAlertKindQuestion, "File is read only",
@@ -120,7 +123,6 @@ bool MainDialog::CheckReadOnlySave(const char* path)
               {"Make file writeable", "Save to different file"});
     if (answer != 0)
         return false;
-    struct stat st;
     if (stat(path, &st) == 0)
         chmod(path, st.st_mode | S_IWUSR);
     return true;

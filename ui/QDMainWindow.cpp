@@ -349,8 +349,7 @@ QImage QDMainWindow::ToQImage(const LImageBuffer& image, bool bPremultiplied)
 void QDMainWindow::Show()
 {
     show();
-    raise();
-    activateWindow();
+    BringToFront();
 }
 
 void QDMainWindow::SetCaption(const char* documentName, bool bEdited)
@@ -381,7 +380,9 @@ void QDMainWindow::BringToFront()
 {
     if (isMinimized())
         showNormal();
-    raise();
+    // A platform without stacking (the headless one) has nothing to raise.
+    if (QGuiApplication::platformName() != "offscreen")
+        raise();
     activateWindow();
 }
 
