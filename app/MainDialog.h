@@ -10,6 +10,7 @@
 // keys), MainDialogEnable, MainDialogClipboard, MainDialogNotify (render notifications, window
 // messages, commands from the pipe), MainDialogRecovery and MainDialogElements (the element list).
 
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -179,6 +180,9 @@ public:
     int EvAPICommand(int count, const char* const* arguments, std::string& result) override;
     // Steps of a command line: files to open, then effects by type key for the current project.
     int RunApiArguments(int count, const char* const* arguments, std::string& result);
+    // EvAPICommand's steps after the wait; RunPending runs the commands that waited, in order.
+    int RunApiCommand(int count, const char* const* arguments, std::string& result);
+    void RunPendingApiCommands();
     void EvUndoRedoStackItemAdded(LUndoRedoItem* item) override;
     void EvUndoRedoStackItemRemoved(LUndoRedoItem* item) override;
     void EvUndoRedoStackPositionChanged() override;
@@ -205,6 +209,9 @@ public:
     QDImagePipelineElementProcessingThread threadRender{&lpProjects};
     bool bLoadingProject = false;
     bool bApiReady = true;
+    // A command of the pipe is running, and those that came meanwhile.
+    bool bApiRunning = false;
+    std::deque<std::vector<std::string>> dqApiPending;
     std::vector<std::unique_ptr<QDMainViewer>> lViewers;
     LList<QDEffectCategory> lEffectCategories;
     QDEffectCatalogue catalogue;

@@ -1,6 +1,7 @@
 // What reaches the controller from elsewhere: render notifications from the render thread,
 // messages that panels and tools post, commands from a second start, and the undo stacks' news.
 
+#include <algorithm>
 #include <cstring>
 #include <strings.h>
 
@@ -9,7 +10,6 @@
 #include "canvas/QDProjectViewer.h"
 #include "canvas/QDViewportRenderer.h"
 #include "document/LQDCacheStore.h"
-#include "foundation/LMainLoop.h"
 
 namespace
 {
@@ -154,18 +154,46 @@ void MainDialog::EvInterWinMessage(int id, intptr_t a, intptr_t b)
 
 int MainDialog::EvAPICommand(int count, const char* const* arguments, std::string& result)
 {
-    if (!lpHost || !lpHost->IsEnabled())
+    // While a file of an earlier command is still loading, or a dialog holds the window, the
+    // command waits in line: run inside that work's event loop it would find no picture yet, and
+    // waiting there would keep that work from ever returning.
+    if (bApiRunning || !dqApiPending.empty() || !lpHost || !lpHost->IsEnabled())
     {
+        dqApiPending.emplace_back(arguments, arguments + std::max(count, 0));
         bApiReady = false;
         TimerSet(TIMER_API_READY, 500);
+        result = "OK";
+        return 0;
     }
-    // A modal dialog is up: the command waits for it, with the program running meanwhile.
-    while (!bApiReady)
-        LMainLoopProcessEvents(500);
+    return RunApiCommand(count, arguments, result);
+}
+
+int MainDialog::RunApiCommand(int count, const char* const* arguments, std::string& result)
+{
     if (count > 0)
         bShowStartScreen = false;
     TimerReset(TIMER_STARTUP);
-    return RunApiArguments(count, arguments, result);
+    bApiRunning = true;
+    const int r = RunApiArguments(count, arguments, result);
+    bApiRunning = false;
+    return r;
+}
+
+void MainDialog::RunPendingApiCommands()
+{
+    while (!dqApiPending.empty() && !bApiRunning && lpHost && lpHost->IsEnabled())
+    {
+        const std::vector<std::string> command = std::move(dqApiPending.front());
+        dqApiPending.pop_front();
+        std::vector<const char*> list;
+        for (const std::string& a : command)
+            list.push_back(a.c_str());
+        std::string result;
+        RunApiCommand(int(list.size()), list.data(), result);
+    }
+    bApiReady = dqApiPending.empty();
+    if (!bApiReady)
+        TimerSet(TIMER_API_READY, 500);
 }
 
 int MainDialog::RunApiArguments(int count, const char* const* arguments, std::string& result)

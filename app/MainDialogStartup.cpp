@@ -162,8 +162,11 @@ void MainDialog::EvStartupArguments(const std::vector<std::string>& arguments)
     std::string result;
     // The program's own command line opens what it names without giving up the offer to recover.
     const bool wasShowing = bShowStartScreen;
+    bApiRunning = true;
     RunApiArguments(int(list.size()), list.data(), result);
+    bApiRunning = false;
     bShowStartScreen = wasShowing;
+    RunPendingApiCommands();
 }
 
 void MainDialog::EvTimer(int id)
@@ -191,10 +194,7 @@ void MainDialog::EvTimer(int id)
         EnableControls();
         break;
     case TIMER_API_READY:
-        if (lpHost && lpHost->IsEnabled())
-            bApiReady = true;
-        else
-            TimerSet(TIMER_API_READY, 500);
+        RunPendingApiCommands();
         break;
     default:
         break;

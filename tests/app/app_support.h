@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -49,7 +50,8 @@ struct AppTestCleanup : ::testing::Environment
             std::filesystem::remove_all(gAppTestRoot, ec);
     }
 };
-inline ::testing::Environment* const gAppTestCleanup = ::testing::AddGlobalTestEnvironment(new AppTestCleanup);
+inline ::testing::Environment* const gAppTestCleanup =
+    ::testing::AddGlobalTestEnvironment(new AppTestCleanup);
 
 inline QApplication& AppTestApp()
 {
@@ -107,7 +109,8 @@ public:
         std::vector<std::string> vButtons;
     };
 
-    int ShowAlert(LAlertKind, const char* title, const char* text, const char* const* buttons, int count) override
+    int ShowAlert(LAlertKind, const char* title, const char* text, const char* const* buttons,
+                  int count) override
     {
         Asked a{title ? title : "", text ? text : "", {}};
         for (int i = 0; i < count; ++i)
@@ -262,17 +265,18 @@ protected:
             return nullptr;
         return Dialog().GetCurrentProject();
     }
-    // Until the project's full render is on its canvas.
+    // Until the project's picture follows its pipeline and the render's news has been handled.
+    // Judged by state, not by a notification that may have come and gone before the wait.
     bool WaitForRender(QDProject* project, int milliseconds = 30000)
     {
-        bool done = false;
-        Dialog().fnRenderNotified = [&](int code, QDProject* p)
-        {
-            if (p == project && (code == 5003 || code == 5004 || code == 5005))
-                done = true;
-        };
-        const bool ok = PumpUntil([&] { return done && !Dialog().threadRender.IsRunning(); }, milliseconds);
-        Dialog().fnRenderNotified = nullptr;
+        const bool ok = PumpUntil(
+            [&]
+            {
+                return !Dialog().threadRender.IsRunning() && !project->bRenderRequested &&
+                       !project->pipeline.IsDirty() && project->iHighResCacheId >= 0;
+            },
+            milliseconds);
+        PumpFor(30);
         return ok;
     }
     size_t Layers(QDProject* p) const { return p ? p->GetLayerCount() : 0; }
@@ -286,23 +290,17 @@ struct ChildProcess
 {
     pid_t pid = -1;
 
+    // Started without a fork of this process's threads: the environment goes as it is, the
+    // test's folders and the headless platform with it.
     bool Start(const std::vector<std::string>& arguments)
     {
-        pid = fork();
-        if (pid == 0)
-        {
-            std::vector<char*> argv;
-            std::string program = std::string(QUENDREL_BINARY_DIR) + "/app/quendrel";
-            argv.push_back(program.data());
-            std::vector<std::string> copy = arguments;
-            for (std::string& a : copy)
-                argv.push_back(a.data());
-            argv.push_back(nullptr);
-            setenv("QT_QPA_PLATFORM", "offscreen", 1);
-            execv(program.c_str(), argv.data());
-            _exit(127);
-        }
-        return pid > 0;
+        std::string program = std::string(QUENDREL_BINARY_DIR) + "/app/quendrel";
+        std::vector<std::string> copy = arguments;
+        std::vector<char*> argv{program.data()};
+        for (std::string& a : copy)
+            argv.push_back(a.data());
+        argv.push_back(nullptr);
+        return posix_spawn(&pid, program.c_str(), nullptr, nullptr, argv.data(), environ) == 0;
     }
     // The exit status, or -1 when it didn't end in time.
     int Wait(int milliseconds)

@@ -246,8 +246,9 @@ TEST_F(CommandTest, TheHundredthLayerIsTheLast)
     EXPECT_EQ(Layers(p), 100u);
     ASSERT_EQ(Responder().vAsked.size(), 1u);
     EXPECT_EQ(Responder().vAsked[0].szTitle, "Maximum limit reached.");
-    EXPECT_EQ(Responder().vAsked[0].szText, "Quendrel's layer count limit of 100 has been reached. To add new "
-                                            "layers, please remove one or more layers first.");
+    EXPECT_EQ(Responder().vAsked[0].szText,
+              "Quendrel's layer count limit of 100 has been reached. To add new "
+              "layers, please remove one or more layers first.");
 }
 
 TEST_F(CommandTest, ACommandWithoutBranchOrFactoryDoesNothing)
@@ -311,7 +312,8 @@ TEST_F(CommandTest, EnablementFollowsTheRuleAndWhatTheBuildHas)
     for (int id : {int(CM_SAVE_AS), int(CM_CLOSE), int(CM_COPY), int(CM_ZOOM_IN), int(CM_BACKGROUND_COLOUR)})
         EXPECT_TRUE(Window()->IsCommandEnabled(id)) << id;
     // Subsystems this build lacks stay off.
-    for (int id : {int(CM_PRINT), int(CM_BATCH), int(CM_SELECT_ALL), int(CM_UPLOAD_FLICKR), int(CM_OPEN_DROPBOX)})
+    for (int id :
+         {int(CM_PRINT), int(CM_BATCH), int(CM_SELECT_ALL), int(CM_UPLOAD_FLICKR), int(CM_OPEN_DROPBOX)})
         EXPECT_FALSE(Window()->IsCommandEnabled(id)) << id;
     // Every effect on the toolbar is on exactly when the catalogue has made its factory.
     for (const QDToolbarTab& tab : QDEffectToolbarTabs())
@@ -480,7 +482,8 @@ TEST_F(FileTest, TheSameNameInAnotherFolderKeepsTheProjectWhereItWas)
     Dialog().Command(CM_SAVE_FOR_WEB, 0);
     ASSERT_FALSE(Responder().vAsked.empty());
     EXPECT_EQ(Responder().vAsked.back().szTitle, "File already exists");
-    EXPECT_EQ(Responder().vAsked.back().szText, "File \"renamed.png\" already exists. Do you want to overwrite it?");
+    EXPECT_EQ(Responder().vAsked.back().szText,
+              "File \"renamed.png\" already exists. Do you want to overwrite it?");
 }
 
 TEST_F(FileTest, AReadOnlyFileLeadsToTheSaveDialogWhenThePersonSaysSo)
@@ -548,7 +551,8 @@ class ClipboardTest : public MainDialogTest
 TEST_F(ClipboardTest, CopyGivesTheRenderedPictureAndPasteMakesAProjectOfIt)
 {
     // Red on the left half, blue on the right, as another tool drew it.
-    QDProject* p = Open(MakePicture("clip.png", "-size 40x20 xc:red \\( -size 20x20 xc:blue \\) -geometry +20+0 -composite"));
+    QDProject* p = Open(
+        MakePicture("clip.png", "-size 40x20 xc:red \\( -size 20x20 xc:blue \\) -geometry +20+0 -composite"));
     ASSERT_TRUE(p);
     ASSERT_TRUE(WaitForRender(p));
     Dialog().Command(CM_COPY, 0);
