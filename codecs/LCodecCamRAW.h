@@ -52,7 +52,8 @@ LProcessResult Process(LProcessInterface& process, LProcessCamRAWLoad<Base>& dat
     {
         LProcessCamRAWLoadOnThread<Base> onThread{&data};
         LProcessThread<LProcessCamRAWLoadOnThread<Base>> worker(process, onThread);
-        worker.Start(LThreadPriorityNormal);
+        if (!worker.Start(LThreadPriorityNormal))
+            return LProcessCamRAWLoadDirect(process, data);
         for (;;)
         {
             const int w = process.ProcessWaitSignal(worker.soFinished, 100);

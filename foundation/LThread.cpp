@@ -45,11 +45,11 @@ LThread::~LThread()
     StopThreadNow();
 }
 
-void LThread::Start(int priority)
+bool LThread::Start(int priority)
 {
     LLockObjectGuard guard(lockStart);
     if (bRunning)
-        return;
+        return true;
     // A previous run clears bRunning just before it sets soStopped; wait for that, or its late
     // soStopped would land on the new run.
     if (soRunning.IsSet())
@@ -61,15 +61,20 @@ void LThread::Start(int priority)
     iPriority = priority;
     pthread_t handle;
     if (pthread_create(&handle, nullptr, &LThread::ThreadEntry, this) != 0)
-        return; // left marked as running; nothing reports it
+    {
+        // Out of threads: the caller hears of it, and a waiter for the end doesn't hang.
+        bRunning = false;
+        return false;
+    }
     soRunning.Wait(LProcessWaitForever);
     SetPriority(priority);
+    return true;
 }
 
-void LThread::StartSame()
+bool LThread::StartSame()
 {
     int priority = LThreadGetCurrentPriority();
-    Start(priority < 0 ? LThreadPriorityNormal : priority);
+    return Start(priority < 0 ? LThreadPriorityNormal : priority);
 }
 
 void LThread::SetPriority(int priority)

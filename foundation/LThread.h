@@ -29,10 +29,11 @@ public:
     virtual void ThreadFunction() = 0;
 
     // Starts a run unless one is running. A previous run that has ended is waited for first, so
-    // an object can be started again.
-    void Start(int priority);
+    // an object can be started again. False when the system refused a new thread; the object is
+    // then not running.
+    bool Start(int priority);
     // At the calling thread's priority, 20 when that can't be read.
-    void StartSame();
+    bool StartSame();
     void SetPriority(int priority);
     void StopThreadSoon();
     void StopThreadNow();
