@@ -206,7 +206,8 @@ LProcessResult Process(LProcessInterface& process, LProcessDIBLoad<Base>& d)
     }
 
     const bool rgba = bits == 32;
-    if (!LCodecAllocate(image, uint64_t(width), uint64_t(height), rgba ? B8G8R8A8 : B8G8R8))
+    if (!LCodecCheckPicture(process, uint64_t(width), uint64_t(height), 0, 0) ||
+        !LCodecAllocate(image, uint64_t(width), uint64_t(height), rgba ? B8G8R8A8 : B8G8R8))
         return LProcessResultFailed;
     const int w = image.GetWidth(), ht = image.GetHeight();
 

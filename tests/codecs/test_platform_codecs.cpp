@@ -433,3 +433,22 @@ TEST_F(PlatformCodecs, CameraRawThroughLibRaw)
     LProcessInterfaceVoid quiet;
     EXPECT_EQ(LoadBytes(bytes, LImageCodecDNG, image, quiet), LProcessResultFailed);
 }
+
+TEST_F(PlatformCodecs, LosslessWebPWithoutAlphaInItsHeaderIsOpaque)
+{
+    // A lossless stream carries a fourth channel whatever its header says; the header decides.
+    const std::string path = dir.Path("a.webp");
+    ASSERT_TRUE(RunPython("from PIL import Image\nim = Image.open('" + photo +
+                              "').convert('RGBA')\nim.putalpha(Image.linear_gradient('L').resize(im.size))\n"
+                              "im.save('" +
+                              path + "', lossless=True, exact=True)\n",
+                          dir.szPath));
+    std::vector<uint8_t> file = ReadFile(path);
+    ASSERT_EQ(std::string(file.begin() + 12, file.begin() + 16), "VP8L");
+    file[21 + 3] &= ~0x10; // the header's alpha-is-used bit, bit 28 after the signature byte
+    const std::string opaque = dir.Path("opaque.webp");
+    ASSERT_TRUE(WriteFile(opaque, file));
+    LImageBuffer image;
+    ASSERT_EQ(LoadPath(opaque, image), 24);
+    EXPECT_TRUE(Matches(image, Opaque(PillowDecode(path)), 0));
+}
