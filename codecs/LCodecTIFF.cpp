@@ -209,6 +209,9 @@ Route Describe(TIFF* t, LTIFFSamples& s)
         return Route::Refused;
     if (compression == COMPRESSION_OJPEG)
         return Route::Library;
+    if (compression == COMPRESSION_JPEG && photometric == PHOTOMETRIC_YCBCR &&
+        planar == PLANARCONFIG_SEPARATE)
+        return Route::Library; // the JPEG codec converts to RGB only samples side by side
     if (compression == COMPRESSION_JPEG && photometric == PHOTOMETRIC_YCBCR)
     {
         // The JPEG codec converts to RGB itself, subsampling and all.

@@ -184,6 +184,16 @@ bool LTIFFInitYCbCr(LTIFFSamples& s, const float* luma, const float* referenceBl
 void LTIFFConvertRow(const LTIFFSamples& s, const uint8_t* const* planes, uint32_t count, uint8_t* out,
                      LTIFFRowScratch& scratch)
 {
+    // Most files: 8-bit RGB, with or without straight alpha, samples side by side.
+    if (s.colour == LTIFFColourRGB && s.kind == LTIFFSampleUnsigned && s.iBits == 8 && !s.bSeparate &&
+        (s.iAlpha < 0 || (s.iAlpha == 3 && !s.bAssociated)))
+    {
+        const uint8_t* p = planes[0];
+        const int step = s.iSamples;
+        for (uint32_t x = 0; x < count; ++x, p += step, out += 4)
+            out[0] = p[2], out[1] = p[1], out[2] = p[0], out[3] = s.iAlpha < 0 ? 255 : p[3];
+        return;
+    }
     if (scratch.arChannels.size() < size_t(count) * 5)
         scratch.arChannels.resize(size_t(count) * 5);
     uint8_t* c0 = scratch.arChannels.data();

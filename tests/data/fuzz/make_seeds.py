@@ -111,6 +111,67 @@ pillow("image", "lossy.webp", lambda im, b: im.convert("RGB").save(b, "WEBP", qu
 pillow("image", "lossless.webp", lambda im, b: Image.open(ALPHA).save(b, "WEBP", lossless=True), prefix=b"\x05")
 pillow("image", "anim.webp", lambda im, b: im.convert("RGB").save(
     b, "WEBP", save_all=True, append_images=[Image.new("RGB", im.size, (0, 0, 255))]), prefix=b"\x05")
+# TIFF variants that only libtiff's own writer makes, for the sample conversions.
+import ctypes, math, struct
+_t = ctypes.CDLL("libtiff.so.6")
+_t.TIFFOpen.restype = ctypes.c_void_p
+_t.TIFFOpen.argtypes = [ctypes.c_char_p, ctypes.c_char_p]
+_t.TIFFClose.argtypes = [ctypes.c_void_p]
+_t.TIFFWriteEncodedStrip.argtypes = [ctypes.c_void_p, ctypes.c_uint32, ctypes.c_char_p, ctypes.c_ssize_t]
+_t.TIFFWriteEncodedTile.argtypes = [ctypes.c_void_p, ctypes.c_uint32, ctypes.c_char_p, ctypes.c_ssize_t]
+
+
+def libtiff(name, w, h, tags, blocks, tiled=False):
+    path = os.path.join(TMP, name)
+    f = _t.TIFFOpen(path.encode(), b"wl")
+    for tag, *values in [(256, w), (257, h)] + tags:
+        _t.TIFFSetField(ctypes.c_void_p(f), ctypes.c_uint32(tag), *values)
+    for i, b in enumerate(blocks):
+        (_t.TIFFWriteEncodedTile if tiled else _t.TIFFWriteEncodedStrip)(f, i, b, len(b))
+    _t.TIFFClose(f)
+    with open(path, "rb") as src, open(os.path.join(HERE, "image", name), "wb") as out:
+        out.write(b"\x03" + src.read())
+
+
+def bits(values, n):
+    out, acc, have = bytearray(), 0, 0
+    for v in values:
+        acc, have = acc << n | v, have + n
+        while have >= 8:
+            out.append(acc >> (have - 8) & 255)
+            have -= 8
+    if have:
+        out.append(acc << (8 - have) & 255)
+    return bytes(out)
+
+
+U = ctypes.c_uint32
+W, H = 9, 5
+wave = [int(2047 + 2000 * math.sin(i * 0.7)) for i in range(W * H * 3)]
+libtiff("rgb12.tif", W, H, [(258, U(12)), (277, U(3)), (262, U(2)), (259, U(5))],
+        [b"".join(bits(wave[r * W * 3:(r + 1) * W * 3], 12) for r in range(H))])
+libtiff("signed16.tif", W, H, [(258, U(16)), (277, U(1)), (262, U(1)), (339, U(2))],
+        [struct.pack("<%dh" % (W * H), *[v * 16 - 32768 for v in wave[:W * H]])])
+libtiff("half.tif", W, H, [(258, U(16)), (277, U(1)), (262, U(1)), (339, U(3)), (259, U(8))],
+        [struct.pack("<%dH" % (W * H), *[0x3800 + v % 1024 for v in wave[:W * H]])])
+extra = (ctypes.c_uint16 * 1)(2)
+libtiff("greyalpha.tif", W, H, [(258, U(8)), (277, U(2)), (262, U(1)), (338, U(1), extra)],
+        [bytes(v % 256 for v in wave[:W * H * 2])])
+cmap = (ctypes.c_uint16 * 48)(*[(i * 4099 + k * 20000) % 65536 for k in range(3) for i in range(16)])
+libtiff("pal4alpha.tif", W, H, [(258, U(4)), (277, U(2)), (262, U(3)), (338, U(1), extra),
+                                (320, cmap, ctypes.byref(cmap, 32), ctypes.byref(cmap, 64))],
+        [b"".join(bits([v % 16 for v in wave[r * W * 2:(r + 1) * W * 2]], 4) for r in range(H))])
+libtiff("cmykalpha.tif", W, H, [(258, U(8)), (277, U(5)), (262, U(5)), (338, U(1), extra)],
+        [bytes(v % 256 for v in (wave * 2)[:W * H * 5])])
+libtiff("planes16.tif", W, H, [(258, U(16)), (277, U(3)), (262, U(2)), (284, U(2)), (278, U(2))],
+        [struct.pack("<%dH" % (W * len(rows)), *[wave[(y * W + x) * 3 + p] * 16 for y in rows for x in range(W)])
+         for p in range(3) for rows in [range(y, min(H, y + 2)) for y in range(0, H, 2)]])
+libtiff("white2turned.tif", W, H, [(258, U(2)), (277, U(1)), (262, U(0)), (274, U(6))],
+        [b"".join(bits([v % 4 for v in wave[r * W:(r + 1) * W]], 2) for r in range(H))])
+libtiff("ycbcrtiles.tif", 20, 18, [(258, U(8)), (277, U(3)), (262, U(6)), (530, U(2), U(2)), (259, U(5)),
+                                   (322, U(16)), (323, U(16))],
+        [bytes((v + t) % 256 for v in (wave * 3)[:8 * 8 * 6]) for t in range(4)], tiled=True)
+
 dng = os.path.join(TMP, "t.dng")
 subprocess.run([sys.executable, os.path.join(HERE, "..", "codecs", "make_dng.py"), dng], check=True)
 with open(dng, "rb") as f:
