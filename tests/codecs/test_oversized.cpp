@@ -8,7 +8,8 @@
 #include <malloc.h>
 
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
+// The sanitizer's allocator keeps its own books; g++ ships no header for this.
+extern "C" size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
 #include "codecs/LImage.h"
