@@ -14,7 +14,7 @@ using namespace codec_test;
 namespace
 {
 // The tags of a file to write; anything left 0 is not written.
-struct TiffSpec
+struct TiffTags
 {
     uint32_t w = 1, h = 1;
     uint16_t bps = 8, spp = 1, photometric = PHOTOMETRIC_MINISBLACK, format = SAMPLEFORMAT_UINT;
@@ -28,7 +28,7 @@ struct TiffSpec
 };
 
 // blocks: the stored bytes of each strip or tile in file order (planes one after the other).
-bool WriteTIFF(const std::string& path, const TiffSpec& f, const std::vector<Bytes>& blocks)
+bool WriteTIFF(const std::string& path, const TiffTags& f, const std::vector<Bytes>& blocks)
 {
     TIFF* t = TIFFOpen(path.c_str(), f.bigEndian ? "wb" : "wl");
     if (!t)
@@ -104,7 +104,7 @@ Bytes PackRows(const std::vector<uint64_t>& samples, size_t perRow, int bits)
 }
 
 // Samples of a smooth picture with some detail: value c of pixel (x, y) scaled to max.
-std::vector<uint64_t> Samples(const TiffSpec& f, uint64_t max, int perPixel)
+std::vector<uint64_t> Samples(const TiffTags& f, uint64_t max, int perPixel)
 {
     std::vector<uint64_t> s;
     for (uint32_t y = 0; y < f.h; ++y)
@@ -164,43 +164,43 @@ TEST_F(TIFFRead, SampleSizesKindsAndColoursReadLikeImageMagick)
     struct Case
     {
         const char* szName;
-        TiffSpec spec;
+        TiffTags tags;
         int iTolerance;
         Reference reference = Magick;
     };
-    auto spec = [](uint16_t bps, uint16_t spp, uint16_t photometric, uint16_t format = SAMPLEFORMAT_UINT)
+    auto tags = [](uint16_t bps, uint16_t spp, uint16_t photometric, uint16_t format = SAMPLEFORMAT_UINT)
     {
-        TiffSpec f;
+        TiffTags f;
         f.w = 23, f.h = 9, f.bps = bps, f.spp = spp, f.photometric = photometric, f.format = format;
         return f;
     };
     std::vector<Case> cases = {
-        {"grey2", spec(2, 1, PHOTOMETRIC_MINISBLACK), 0},
-        {"grey4white", spec(4, 1, PHOTOMETRIC_MINISWHITE), 0, Pillow},
-        {"grey12", spec(12, 1, PHOTOMETRIC_MINISBLACK), 1},
-        {"rgb12", spec(12, 3, PHOTOMETRIC_RGB), 1},
-        {"rgb10", spec(10, 3, PHOTOMETRIC_RGB), 1},
-        {"grey24", spec(24, 1, PHOTOMETRIC_MINISBLACK), 0, Scale},
-        {"grey32", spec(32, 1, PHOTOMETRIC_MINISBLACK), 1},
-        {"rgb16be", spec(16, 3, PHOTOMETRIC_RGB), 1},
-        {"signed16", spec(16, 1, PHOTOMETRIC_MINISBLACK, SAMPLEFORMAT_INT), 1},
-        {"float32", spec(32, 3, PHOTOMETRIC_RGB, SAMPLEFORMAT_IEEEFP), 1},
-        {"float16", spec(16, 1, PHOTOMETRIC_MINISBLACK, SAMPLEFORMAT_IEEEFP), 1},
-        {"float64", spec(64, 1, PHOTOMETRIC_MINISBLACK, SAMPLEFORMAT_IEEEFP), 1},
-        {"cmyk16", spec(16, 4, PHOTOMETRIC_SEPARATED), 2},
-        {"planes16", spec(16, 3, PHOTOMETRIC_RGB), 1},
-        {"palette16", spec(16, 1, PHOTOMETRIC_PALETTE), 1},
+        {"grey2", tags(2, 1, PHOTOMETRIC_MINISBLACK), 0},
+        {"grey4white", tags(4, 1, PHOTOMETRIC_MINISWHITE), 0, Pillow},
+        {"grey12", tags(12, 1, PHOTOMETRIC_MINISBLACK), 1},
+        {"rgb12", tags(12, 3, PHOTOMETRIC_RGB), 1},
+        {"rgb10", tags(10, 3, PHOTOMETRIC_RGB), 1},
+        {"grey24", tags(24, 1, PHOTOMETRIC_MINISBLACK), 0, Scale},
+        {"grey32", tags(32, 1, PHOTOMETRIC_MINISBLACK), 1},
+        {"rgb16be", tags(16, 3, PHOTOMETRIC_RGB), 1},
+        {"signed16", tags(16, 1, PHOTOMETRIC_MINISBLACK, SAMPLEFORMAT_INT), 1},
+        {"float32", tags(32, 3, PHOTOMETRIC_RGB, SAMPLEFORMAT_IEEEFP), 1},
+        {"float16", tags(16, 1, PHOTOMETRIC_MINISBLACK, SAMPLEFORMAT_IEEEFP), 1},
+        {"float64", tags(64, 1, PHOTOMETRIC_MINISBLACK, SAMPLEFORMAT_IEEEFP), 1},
+        {"cmyk16", tags(16, 4, PHOTOMETRIC_SEPARATED), 2},
+        {"planes16", tags(16, 3, PHOTOMETRIC_RGB), 1},
+        {"palette16", tags(16, 1, PHOTOMETRIC_PALETTE), 1},
     };
-    cases[7].spec.bigEndian = true;
-    cases[13].spec.planar = PLANARCONFIG_SEPARATE;
-    cases[13].spec.rowsPerStrip = 4;
+    cases[7].tags.bigEndian = true;
+    cases[13].tags.planar = PLANARCONFIG_SEPARATE;
+    cases[13].tags.rowsPerStrip = 4;
     for (int k = 0; k < 3; ++k)
         for (uint32_t i = 0; i < 65536; ++i)
-            cases[14].spec.map.push_back(uint16_t(k == 0 ? i : k == 1 ? 65535 - i : (i * 40503u) & 0xFFFF));
+            cases[14].tags.map.push_back(uint16_t(k == 0 ? i : k == 1 ? 65535 - i : (i * 40503u) & 0xFFFF));
     for (Case& c : cases)
     {
         SCOPED_TRACE(c.szName);
-        TiffSpec& f = c.spec;
+        TiffTags& f = c.tags;
         const int bits = f.bps;
         std::vector<Bytes> blocks;
         if (f.format == SAMPLEFORMAT_IEEEFP)
@@ -296,7 +296,7 @@ TEST_F(TIFFRead, AlphaBesideGreyPaletteAndCMYK)
     for (const Case& c : cases)
     {
         SCOPED_TRACE(c.szName);
-        TiffSpec f;
+        TiffTags f;
         f.w = 19, f.h = 7, f.bps = c.bps, f.spp = c.spp, f.photometric = c.photometric;
         f.extra = {c.extra};
         const uint64_t max = (uint64_t(1) << c.bps) - 1;
@@ -340,7 +340,7 @@ TEST_F(TIFFRead, AlphaBesideGreyPaletteAndCMYK)
 TEST_F(TIFFRead, EveryOrientationTurnsUpright)
 {
     // 5 to 8 swap the sides: mirrored would be the wrong answer, not a turn.
-    TiffSpec f;
+    TiffTags f;
     f.w = 11, f.h = 6, f.spp = 3, f.photometric = PHOTOMETRIC_RGB;
     const Bytes pixels = PackRows(Samples(f, 255, 3), size_t(f.w) * 3, 8);
     for (uint16_t o = 1; o <= 8; ++o)
@@ -396,7 +396,7 @@ TEST_F(TIFFRead, SubsampledYCbCrInTilesAndStrips)
         for (bool tiled : {true, false})
         {
             SCOPED_TRACE(std::to_string(compression) + (tiled ? " tiles" : " strips"));
-            TiffSpec f;
+            TiffTags f;
             f.w = w, f.h = h, f.spp = 3, f.photometric = PHOTOMETRIC_YCBCR, f.compression = compression;
             f.subH = f.subV = 2;
             std::vector<Bytes> blocks;
