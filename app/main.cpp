@@ -10,6 +10,7 @@
 #include "app/QDAutomation.h"
 #include "foundation/LFile.h"
 #include "foundation/LThreadRunOnMainThread.h"
+#include "platform/gui/LPlatformGui.h"
 #include "ui/QDToolkitQt.h"
 
 namespace
@@ -83,6 +84,12 @@ int main(int argc, char** argv)
             continue;
         }
         arguments.push_back(a);
+    }
+    if (!LPlatformHasDisplay())
+    {
+        fputs("quendrel: no display to show a window on (neither DISPLAY nor WAYLAND_DISPLAY is set)\n",
+              stderr);
+        return 1;
     }
     LFileMigrateSharedSettings();
     QDToolkitQt toolkit(argc, argv);

@@ -319,9 +319,11 @@ TEST_F(CommandTest, EnablementFollowsTheRuleAndWhatTheBuildHas)
     for (const QDToolbarTab& tab : QDEffectToolbarTabs())
         for (int id : tab.items)
             if (id >= CM_EFFECT_FIRST)
+            {
                 EXPECT_EQ(Window()->IsCommandEnabled(id),
                           Dialog().catalogue.MapCommandIdToEffectFactory(id) != nullptr)
                     << id;
+            }
     Dialog().Command(6022, 0);
     Dialog().EnableControls();
     EXPECT_TRUE(Window()->IsCommandEnabled(CM_SAVE));
