@@ -288,6 +288,7 @@ void QDMainWindow::BuildLayout()
     lpProgress->setMaximumWidth(160);
     lpProgress->setTextVisible(false);
     lpProgress->setAccessibleName("Render progress");
+    lpProgress->hide();
     lpZoom = new QDZoomControl(this);
     statusBar()->addWidget(lpStatusText, 1);
     statusBar()->addPermanentWidget(lpProgress);
@@ -648,7 +649,10 @@ void QDMainWindow::SetStatusText(const char* text)
 
 void QDMainWindow::SetStatusProgress(double fraction)
 {
-    lpProgress->setValue(int(std::lround(std::clamp(fraction, 0.0, 1.0) * kProgressRange)));
+    const int value = int(std::lround(std::clamp(fraction, 0.0, 1.0) * kProgressRange));
+    lpProgress->setValue(value);
+    // A full bar says nothing; the bar is there while a render runs.
+    lpProgress->setVisible(value < kProgressRange);
 }
 
 double QDMainWindow::GetStatusProgress() const
