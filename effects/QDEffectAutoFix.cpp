@@ -1,0 +1,151 @@
+#include "effects/QDEffectAutoFix.h"
+
+#include <cmath>
+#include <mutex>
+
+#include "effects/QDEffectAutoLevels.h"
+#include "effects/QDEffectCatalogue.h"
+#include "effects/QDEffectPixels.h"
+#include "effects/QDMultiThreadedEffect.h"
+#include "image/LImgProSS.h"
+
+namespace
+{
+constexpr int kCommandId = 6012;
+
+constexpr QDPropertyDesc kTable[] = {
+    QD_PROPERTY_VALUE(double, 5, 1.0, 0.0, 1.0, "strength", "Strength")
+        .Slider("Less", "More", 0, 100, QDScaleHundredth),
+};
+
+// HLS lightness depends on max + min alone: its bin, Round(L * 255), for each sum.
+struct LightnessBins
+{
+    uint8_t arBin[511];
+    LightnessBins()
+    {
+        for (int sum = 0; sum < 511; ++sum)
+            arBin[sum] = uint8_t(Round(sum / 510.0 * 255));
+    }
+};
+
+inline int MaxPlusMin(LPixelColour c)
+{
+    return std::max(c.r, std::max(c.g, c.b)) + std::min(c.r, std::min(c.g, c.b));
+}
+} // namespace
+
+QDEffectAutoFix::QDEffectAutoFix() : QDImagePipelineElementWithDoubleProperties(kTable) {}
+
+const char* QDEffectAutoFix::GetTypeIdentifier() const
+{
+    return QDEffectTypeIdentifier(kCommandId);
+}
+
+const char* QDEffectAutoFix::GetName() const
+{
+    return QDEffectElementName(kCommandId);
+}
+
+LProcessResult QDEffectAutoFix::Equalize(LProcessInterface& process, LImageBuffer& image, float fAmount) const
+{
+    static const LightnessBins bins;
+    uint64_t hist[256] = {};
+    std::mutex lock;
+    const int w = image.GetWidth();
+    const int bpp = image.GetPixelFormat() == B8G8R8A8 ? 4 : 3;
+    if (LImgProForEachRow(process, image.GetHeight(),
+                          [&](int y)
+                          {
+                              uint64_t row[256] = {};
+                              const uint8_t* p = image.GetScanLine(y);
+                              for (int x = 0; x < w; ++x, p += bpp)
+                                  ++row[bins.arBin[MaxPlusMin(LPixelColour(p[0], p[1], p[2], 0))]];
+                              std::lock_guard<std::mutex> guard(lock);
+                              for (int i = 0; i < 256; ++i)
+                                  hist[i] += row[i];
+                          }) != LProcessResultSuccess)
+        return LProcessResultCancelled;
+    // lut[i] is 255 times the share of pixels strictly darker than bin i, summed in float.
+    const float total = float(uint64_t(w) * uint64_t(image.GetHeight()));
+    double lut[256];
+    float sum = 0;
+    for (int i = 0; i < 256; ++i)
+    {
+        lut[i] = std::floor(255.0f * sum) / 255.0;
+        sum += float(hist[i]) / total;
+    }
+    const double amount = fAmount;
+    return QDMapPixels(process, image,
+                       [&](LPixelColour c)
+                       {
+                           LColourHLS hls;
+                           hls = LColourRGB(c);
+                           const int i = int(hls.dLightness * 255);
+                           hls.dLightness = amount * lut[i] + (1 - amount) * hls.dLightness;
+                           LColourRGB rgb;
+                           rgb = hls;
+                           return rgb.ToPixel(c.a);
+                       });
+}
+
+LProcessResult QDEffectAutoFix::RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer)
+{
+    const float strength = float(GetPropertiesSnapshot());
+    const pixelformat_t pf = buffer.GetPixelFormat();
+    if (!buffer.IsValid() || (pf != B8G8R8A8 && pf != B8G8R8))
+        return QDMultiThreadedEffect::FinishRender(process, buffer);
+    // The sharpening looks at neighbours, so a partial strength needs the original beside it.
+    LImageBuffer original;
+    if (strength < 1 && !QDCopyPicture(original, buffer))
+        return LProcessResultFailed;
+
+    // Two thirds levelled: the stretch and its blend are one table per channel.
+    LImgProChannelMap map;
+    if (QDEffectAutoLevels::MakeMap(process, buffer, map) != LProcessResultSuccess)
+        return LProcessResultCancelled;
+    QDBlendChannelMap(map, 0.67f);
+    if (LImgProMapChannels(process, buffer, map) != LProcessResultSuccess || process.IsToStop())
+        return LProcessResultCancelled;
+    if (Equalize(process, buffer, 0.4f) != LProcessResultSuccess || process.IsToStop())
+        return LProcessResultCancelled;
+
+    LImgProSS ss;
+    ss.SetRadius(1.0, true);
+    LImageBuffer sharpened;
+    const LProcessResult r = ss.Process(process, sharpened, buffer);
+    if (r == LProcessResultCancelled)
+        return r;
+    if (r != LProcessResultSuccess || !sharpened.IsValid())
+    {
+        process.SetError("Out of memory");
+        return LProcessResultFailed;
+    }
+    // Sharpening is for the colours; transparency keeps its edges.
+    if (pf == B8G8R8A8)
+        for (int y = 0; y < buffer.GetHeight(); ++y)
+        {
+            const uint8_t* s = buffer.GetScanLine(y) + 3;
+            uint8_t* d = sharpened.GetScanLine(y) + 3;
+            for (int x = 0; x < buffer.GetWidth(); ++x, s += 4, d += 4)
+                *d = *s;
+        }
+    buffer.Assign(sharpened);
+    if (process.IsToStop())
+        return LProcessResultCancelled;
+    if (strength < 1)
+    {
+        process.SetProgress(0.5);
+        // The blend's first picture keeps its alpha, which is the original's.
+        const LProcessResult blended = QDBlendPictures(process, original, buffer, strength);
+        if (blended == LProcessResultCancelled)
+            return blended;
+        if (blended != LProcessResultSuccess)
+        {
+            process.SetError("Out of memory");
+            return LProcessResultFailed;
+        }
+        buffer.Assign(original);
+    }
+    return QDMultiThreadedEffect::FinishRender(process, buffer);
+}

@@ -1,0 +1,38 @@
+#pragma once
+// Hue: every colour turns by the same angle on the hue circle, lightness and saturation kept.
+
+#include "effects/QDImagePipelineElementWithWrappedProperties.h"
+#include "effects/QDMultiThreadedEffect.h"
+#include "image/LImgProColour.h"
+
+class QDEffectHue : public QDImagePipelineElementWithDoubleProperties, public QDMultiThreadedEffect
+{
+public:
+    // One pixel: through HLS with the hue moved by dTurn (a fraction of the circle).
+    struct Pixel
+    {
+        double dTurn;
+        LPixelColour operator()(LPixelColour c) const
+        {
+            LColourHLS hls;
+            hls = LColourRGB(c);
+            hls.dHue += dTurn;
+            LColourRGB rgb;
+            rgb = hls;
+            return rgb.ToPixel(c.a);
+        }
+    };
+
+    QDEffectHue();
+
+    const char* GetTypeIdentifier() const override;
+    const char* GetName() const override;
+    LProcessResult RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer) override;
+    void Render(LImageIterator& iterator) const override;
+
+    // Whole turns drop out: 1.25 turns as 0.25.
+    static double Turn(double rotation);
+
+private:
+    Pixel oPixel{0};
+};
