@@ -180,7 +180,8 @@ std::string QDEffectBalance::GetTextProperty(const char* name) const
     const int group = GroupOf(name);
     if (group < 0)
         return {};
-    const float* v = GetPropertiesSnapshot().arBalance[group];
+    const QDEffectBalanceProperties p = GetPropertiesSnapshot();
+    const float* v = p.arBalance[group];
     char text[64];
     snprintf(text, sizeof text, "%.6g/%.6g/%.6g", double(v[0]), double(v[1]), double(v[2]));
     return text;

@@ -187,7 +187,7 @@ bool QDEffectGradient::SetTextProperty(const char* name, const char* text, bool 
         unsigned rgb;
         float position;
         int used = 0;
-        if (sscanf(at, "%6x@%f%n", &rgb, &position, &used) != 2 || used < 9 || at[6] != '@' ||
+        if (sscanf(at, "%6x@%f%n", &rgb, &position, &used) != 2 || used < 8 || at[6] != '@' ||
             !(position >= 0.0f && position <= 1.0f) || (at[used] && at[used] != '+'))
             return false;
         if (!p.AddMarker(LPixelColour(uint8_t(rgb), uint8_t(rgb >> 8), uint8_t(rgb >> 16), 255), position))
