@@ -7,6 +7,7 @@
 #include "effects/QDEffectCatalogue.h"
 #include "effects/QDEffectPixels.h"
 #include "effects/QDMultiThreadedEffect.h"
+#include "image/LImgProHLSAdjust.h"
 #include "image/LImgProSS.h"
 
 namespace
@@ -67,26 +68,17 @@ LProcessResult QDEffectAutoFix::Equalize(LProcessInterface& process, LImageBuffe
                           }) != LProcessResultSuccess)
         return LProcessResultCancelled;
     // lut[i] is 255 times the share of pixels strictly darker than bin i, summed in float.
+    LImgProHLSAdjust kernel;
+    kernel.eMode = LImgProHLSAdjust::RemapLightness;
+    kernel.dAmount = fAmount;
     const float total = float(uint64_t(w) * uint64_t(image.GetHeight()));
-    double lut[256];
     float sum = 0;
     for (int i = 0; i < 256; ++i)
     {
-        lut[i] = std::floor(255.0f * sum) / 255.0;
+        kernel.arLightness[i] = std::floor(255.0f * sum) / 255.0;
         sum += float(hist[i]) / total;
     }
-    const double amount = fAmount;
-    return QDMapPixels(process, image,
-                       [&](LPixelColour c)
-                       {
-                           LColourHLS hls;
-                           hls = LColourRGB(c);
-                           const int i = int(hls.dLightness * 255);
-                           hls.dLightness = amount * lut[i] + (1 - amount) * hls.dLightness;
-                           LColourRGB rgb;
-                           rgb = hls;
-                           return rgb.ToPixel(c.a);
-                       });
+    return kernel.Process(process, image);
 }
 
 LProcessResult QDEffectAutoFix::RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer)

@@ -32,7 +32,7 @@ LProcessResult QDEffectAutoLevels::MakeMap(LProcessInterface& process, const LIm
                                            LImgProChannelMap& map)
 {
     QDHistograms h;
-    if (QDCountHistograms(process, buffer, h) != LProcessResultSuccess)
+    if (QDCountHistograms(process, buffer, h, false) != LProcessResultSuccess)
         return LProcessResultCancelled;
     const uint64_t threshold = uint64_t(buffer.GetWidth()) * uint64_t(buffer.GetHeight()) / 99;
     uint8_t* tables[3] = {map.arRed, map.arGreen, map.arBlue};

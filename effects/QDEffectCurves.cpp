@@ -54,23 +54,35 @@ LProcessResult QDRenderRGBCurve(LProcessInterface& process, LImageBuffer& buffer
     return QDMultiThreadedEffect::FinishRender(process, buffer);
 }
 
+void QDEffectCurves::MakeMap(const QDEffectCurvesProperties& p, LImgProChannelMap& map)
+{
+    // Each channel through its own curve, then all three through the RGB curve; identity curves
+    // are skipped, as the kernel skips them.
+    const uint8_t* id = LImgProChannelMap::IdentityTable();
+    auto table = [&](const LCurveSettings& c) { return c.IsIdentity() ? id : c.arValues; };
+    map.SetIdentity();
+    map.Then(table(p.arCurves[LImgProCurves::Red]), table(p.arCurves[LImgProCurves::Green]),
+             table(p.arCurves[LImgProCurves::Blue]));
+    const uint8_t* rgb = table(p.arCurves[LImgProCurves::RGB]);
+    map.Then(rgb, rgb, rgb);
+}
+
 LProcessResult QDEffectCurves::RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer)
 {
     QDEffectCurvesProperties p = GetPropertiesSnapshot();
-    if (iWidth && buffer.GetWidth() == int(iWidth))
-    {
-        QDHistograms histograms;
-        if (QDCountHistograms(process, buffer, histograms) == LProcessResultSuccess)
-            NotifyRenderInputChanged(histograms);
-    }
-    if (process.IsToStop())
-        return LProcessResultCancelled;
     for (LCurveSettings& c : p.arCurves)
         c.UpdateCurveValues();
-    LImgProCurves curves(p.arCurves[0], p.arCurves[1], p.arCurves[2], p.arCurves[3]);
-    const LProcessResult r = LApplyImageProcess(buffer, curves, process);
+    LImgProChannelMap map;
+    MakeMap(p, map);
+    // The histograms a panel shows are those of the full picture; they are counted in the pass
+    // that maps it, so the effect reads the picture once.
+    const bool full = iWidth && buffer.GetWidth() == int(iWidth) && IsHistogramWanted();
+    QDHistograms histograms;
+    const LProcessResult r = QDMapChannelsCounting(process, buffer, map, full ? &histograms : nullptr);
     if (r == LProcessResultCancelled)
         return r;
+    if (r == LProcessResultSuccess && full)
+        NotifyRenderInputChanged(histograms);
     return QDMultiThreadedEffect::FinishRender(process, buffer);
 }
 

@@ -5,6 +5,7 @@
 
 #include "effects/QDEffectHistograms.h"
 #include "effects/QDImagePipelineElementWithWrappedProperties.h"
+#include "image/LImgProChannelMap.h"
 #include "image/LImgProCurves.h"
 
 struct QDEffectCurvesProperties
@@ -29,6 +30,8 @@ public:
     bool SetTextProperty(const char* name, const char* text, bool bRegisterUndo) override;
     std::string GetTextProperty(const char* name) const override;
 
+    // What LImgProCurves does with these curves (their tables drawn), as one table per channel.
+    static void MakeMap(const QDEffectCurvesProperties& p, LImgProChannelMap& map);
     // "X/Y+X/Y+..." and back; false for text that isn't two or more points inside 0..255.
     static std::string FormatPoints(const LCurveSettings& curve);
     static bool ParsePoints(const char* text, LCurveSettings& curve);

@@ -35,16 +35,17 @@ double QDEffectHue::Turn(double rotation)
 
 void QDEffectHue::Render(LImageIterator& iterator) const
 {
-    QDMapPixels(iterator, oPixel);
+    QDMapPixels(iterator, [this](LPixelColour c) { return oKernel.Apply(c); });
 }
 
 LProcessResult QDEffectHue::RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer)
 {
-    oPixel.dTurn = Turn(GetPropertiesSnapshot());
+    oKernel.eMode = LImgProHLSAdjust::TurnHue;
+    oKernel.dTurn = Turn(GetPropertiesSnapshot());
     const pixelformat_t pf = buffer.GetPixelFormat();
     if (pf == B8G8R8A8 || pf == B8G8R8)
     {
-        if (QDMapPixels(process, buffer, oPixel) == LProcessResultCancelled)
+        if (oKernel.Process(process, buffer) == LProcessResultCancelled)
             return LProcessResultCancelled;
     }
     else

@@ -3,26 +3,11 @@
 
 #include "effects/QDImagePipelineElementWithWrappedProperties.h"
 #include "effects/QDMultiThreadedEffect.h"
-#include "image/LImgProColour.h"
+#include "image/LImgProHLSAdjust.h"
 
 class QDEffectHue : public QDImagePipelineElementWithDoubleProperties, public QDMultiThreadedEffect
 {
 public:
-    // One pixel: through HLS with the hue moved by dTurn (a fraction of the circle).
-    struct Pixel
-    {
-        double dTurn;
-        LPixelColour operator()(LPixelColour c) const
-        {
-            LColourHLS hls;
-            hls = LColourRGB(c);
-            hls.dHue += dTurn;
-            LColourRGB rgb;
-            rgb = hls;
-            return rgb.ToPixel(c.a);
-        }
-    };
-
     QDEffectHue();
 
     const char* GetTypeIdentifier() const override;
@@ -34,5 +19,5 @@ public:
     static double Turn(double rotation);
 
 private:
-    Pixel oPixel{0};
+    LImgProHLSAdjust oKernel;
 };

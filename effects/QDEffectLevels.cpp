@@ -44,21 +44,38 @@ const char* QDEffectLevels::GetName() const
     return QDEffectElementName(kCommandId);
 }
 
+void QDEffectLevels::MakeMap(const QDEffectLevelsProperties& p, LImgProChannelMap& map)
+{
+    // The channel's own table first, then the RGB table; identity channels make none.
+    uint8_t tables[4][256];
+    const uint8_t* use[4];
+    for (int c = 0; c < 4; ++c)
+    {
+        use[c] = LImgProChannelMap::IdentityTable();
+        if (!p.arLevels[c].IsIdentity())
+        {
+            LImgProColorLevels::MapValues(tables[c], p.arLevels[c]);
+            use[c] = tables[c];
+        }
+    }
+    map.SetIdentity();
+    map.Then(use[LImgProColorLevels::Red], use[LImgProColorLevels::Green], use[LImgProColorLevels::Blue]);
+    map.Then(use[LImgProColorLevels::RGB], use[LImgProColorLevels::RGB], use[LImgProColorLevels::RGB]);
+}
+
 LProcessResult QDEffectLevels::RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer)
 {
-    const QDEffectLevelsProperties p = GetPropertiesSnapshot();
-    if (iWidth && buffer.GetWidth() == int(iWidth))
-    {
-        QDHistograms histograms;
-        if (QDCountHistograms(process, buffer, histograms) == LProcessResultSuccess)
-            NotifyRenderInputChanged(histograms);
-    }
-    if (process.IsToStop())
-        return LProcessResultCancelled;
-    LImgProColorLevels levels(p.arLevels[0], p.arLevels[1], p.arLevels[2], p.arLevels[3]);
-    const LProcessResult r = LApplyImageProcess(buffer, levels, process);
+    LImgProChannelMap map;
+    MakeMap(GetPropertiesSnapshot(), map);
+    // The histograms a panel shows are those of the full picture; they are counted in the pass
+    // that maps it, so the effect reads the picture once.
+    const bool full = iWidth && buffer.GetWidth() == int(iWidth) && IsHistogramWanted();
+    QDHistograms histograms;
+    const LProcessResult r = QDMapChannelsCounting(process, buffer, map, full ? &histograms : nullptr);
     if (r == LProcessResultCancelled)
         return r;
+    if (r == LProcessResultSuccess && full)
+        NotifyRenderInputChanged(histograms);
     return QDMultiThreadedEffect::FinishRender(process, buffer);
 }
 

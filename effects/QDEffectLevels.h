@@ -6,6 +6,7 @@
 
 #include "effects/QDEffectHistograms.h"
 #include "effects/QDImagePipelineElementWithWrappedProperties.h"
+#include "image/LImgProChannelMap.h"
 #include "image/LImgProColorLevels.h"
 
 struct QDEffectLevelsProperties
@@ -29,6 +30,9 @@ public:
     std::span<const QDTextProperty> GetTextProperties() const override;
     bool SetTextProperty(const char* name, const char* text, bool bRegisterUndo) override;
     std::string GetTextProperty(const char* name) const override;
+
+    // What LImgProColorLevels does with these settings, as one table per channel.
+    static void MakeMap(const QDEffectLevelsProperties& p, LImgProChannelMap& map);
 
 protected:
     bool SDFWriteMoreProperties(LSDFFileWriter& writer, const QDEffectLevelsProperties& p) override;

@@ -28,16 +28,17 @@ const char* QDEffectSaturation::GetName() const
 
 void QDEffectSaturation::Render(LImageIterator& iterator) const
 {
-    QDMapPixels(iterator, oPixel);
+    QDMapPixels(iterator, [this](LPixelColour c) { return oKernel.Apply(c); });
 }
 
 LProcessResult QDEffectSaturation::RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer)
 {
-    oPixel.dOffset = GetPropertiesSnapshot();
+    oKernel.eMode = LImgProHLSAdjust::OffsetSaturation;
+    oKernel.dOffset = GetPropertiesSnapshot();
     const pixelformat_t pf = buffer.GetPixelFormat();
     if (pf == B8G8R8A8 || pf == B8G8R8)
     {
-        if (QDMapPixels(process, buffer, oPixel) == LProcessResultCancelled)
+        if (oKernel.Process(process, buffer) == LProcessResultCancelled)
             return LProcessResultCancelled;
     }
     else

@@ -4,26 +4,11 @@
 
 #include "effects/QDImagePipelineElementWithWrappedProperties.h"
 #include "effects/QDMultiThreadedEffect.h"
-#include "image/LImgProColour.h"
+#include "image/LImgProHLSAdjust.h"
 
 class QDEffectSaturation : public QDImagePipelineElementWithDoubleProperties, public QDMultiThreadedEffect
 {
 public:
-    struct Pixel
-    {
-        double dOffset;
-        LPixelColour operator()(LPixelColour c) const
-        {
-            LColourHLS hls;
-            hls = LColourRGB(c);
-            const double s = hls.dSaturation + dOffset;
-            hls.dSaturation = s < 0 ? 0 : s > 1 ? 1 : s;
-            LColourRGB rgb;
-            rgb = hls;
-            return rgb.ToPixel(c.a);
-        }
-    };
-
     QDEffectSaturation();
 
     const char* GetTypeIdentifier() const override;
@@ -32,5 +17,5 @@ public:
     void Render(LImageIterator& iterator) const override;
 
 private:
-    Pixel oPixel{0};
+    LImgProHLSAdjust oKernel;
 };

@@ -8,12 +8,12 @@
 QDEffectCurvesPanel::QDEffectCurvesPanel(QDEffectCurves& element)
     : QDPropertiesPanel(element), rCurves(element)
 {
-    rCurves.lHistogramNotifyees.AddNotifyee(this);
+    rCurves.AddHistogramNotifyee(this);
 }
 
 QDEffectCurvesPanel::~QDEffectCurvesPanel()
 {
-    rCurves.lHistogramNotifyees.RemoveNotifyee(this);
+    rCurves.RemoveHistogramNotifyee(this);
 }
 
 void QDEffectCurvesPanel::InitDialog()

@@ -8,12 +8,12 @@
 QDEffectLevelsPanel::QDEffectLevelsPanel(QDEffectLevels& element)
     : QDPropertiesPanel(element), rLevels(element)
 {
-    rLevels.lHistogramNotifyees.AddNotifyee(this);
+    rLevels.AddHistogramNotifyee(this);
 }
 
 QDEffectLevelsPanel::~QDEffectLevelsPanel()
 {
-    rLevels.lHistogramNotifyees.RemoveNotifyee(this);
+    rLevels.RemoveHistogramNotifyee(this);
 }
 
 void QDEffectLevelsPanel::InitDialog()
