@@ -1,9 +1,9 @@
-// quendrel-cli effect-time EFFECT[:key=value,...] --size WxH [--repeat N] [--scale S] IN OUT: times
+// quendrel-cli effect-time EFFECT[:key=value,...] --size WxH [--repeat N] [--scale S] [--plain] IN OUT: times
 // one effect's render on a raw B8G8R8A8 picture and prints the median, for the peer benchmark.
 // The element renders as the render thread would have it render: at full resolution, or with
 // --scale the preview of a picture of that size, on the nearest-neighbour reduction the original
-// image hands on. Every run starts from a fresh copy, made outside the timing. Hidden from the
-// usage text.
+// image hands on. --plain leaves the vector paths out. Every run starts from a fresh copy, made outside the
+// timing. Hidden from the usage text.
 
 #include <algorithm>
 #include <chrono>
@@ -16,6 +16,7 @@
 #include "cli/QDCliCommand.h"
 #include "cli/QDCliEngine.h"
 #include "document/QDOriginalImage.h"
+#include "effects/QDEffectVector.h"
 #include "effects/QDImagePipelineElementWithWrappedProperties.h"
 #include "image/LImageTransform.h"
 
@@ -66,6 +67,8 @@ int Run(int argc, char** argv)
             repeat = std::max(1, atoi(argv[++i]));
         else if (!strcmp(argv[i], "--scale") && i + 1 < argc)
             scale = atof(argv[++i]);
+        else if (!strcmp(argv[i], "--plain"))
+            QDSetVectorPaths(false);
         else
             rest.push_back(argv[i]);
     }

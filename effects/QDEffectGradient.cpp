@@ -9,6 +9,7 @@
 
 #include "effects/QDEffectCatalogue.h"
 #include "effects/QDEffectPixels.h"
+#include "effects/QDEffectVector.h"
 #include "effects/QDMultiThreadedEffect.h"
 
 namespace
@@ -27,6 +28,42 @@ constexpr QDPropertyDesc kTable[] = {
 const QDTextProperty kTextProperties[] = {
     {"markers", "RRGGBB@POSITION+RRGGBB@POSITION+..., positions from 0 to 1", "20104a@0+e05030@0.5+fff0c0@1"},
 };
+// What the scalar pixel does, eight pixels at a time: the grey picks the colour, the overlay and
+// the float mix follow per channel. Returns the pixels done.
+QD_AVX2 inline __m256i Mix8(const float* mapped, const float* original, __m256i m, __m256i o)
+{
+    const __m256 sum = _mm256_add_ps(_mm256_i32gather_ps(mapped, m, 4), _mm256_i32gather_ps(original, o, 4));
+    return _mm256_min_epi32(_mm256_max_epi32(_mm256_cvttps_epi32(sum), _mm256_setzero_si256()),
+                            _mm256_set1_epi32(255));
+}
+
+QD_AVX2 int GradientRowAVX2(uint32_t* q, int n, const LPixelColour* colours, const uint8_t* overlay,
+                            const float* mapped, const float* original)
+{
+    int x = 0;
+    for (; x + 8 <= n; x += 8)
+    {
+        __m256i* at = reinterpret_cast<__m256i*>(q + x);
+        __m256i b, g, r;
+        QDSplit8(_mm256_loadu_si256(at), b, g, r);
+        const __m256i grey = _mm256_srli_epi32(
+            _mm256_add_epi32(_mm256_add_epi32(_mm256_mullo_epi32(r, _mm256_set1_epi32(76)),
+                                              _mm256_mullo_epi32(g, _mm256_set1_epi32(155))),
+                             _mm256_mullo_epi32(b, _mm256_set1_epi32(25))),
+            8);
+        __m256i mb, mg, mr;
+        QDSplit8(QDLookup8(reinterpret_cast<const int32_t*>(colours), grey), mb, mg, mr);
+        if (overlay)
+        {
+            mb = QDLookupBytes8(overlay, _mm256_or_si256(_mm256_slli_epi32(b, 8), mb));
+            mg = QDLookupBytes8(overlay, _mm256_or_si256(_mm256_slli_epi32(g, 8), mg));
+            mr = QDLookupBytes8(overlay, _mm256_or_si256(_mm256_slli_epi32(r, 8), mr));
+        }
+        _mm256_storeu_si256(at, QDJoin8(_mm256_set1_epi32(-1), Mix8(mapped, original, mb, b),
+                                        Mix8(mapped, original, mg, g), Mix8(mapped, original, mr, r)));
+    }
+    return x;
+}
 } // namespace
 
 bool QDEffectGradientProperties::AddMarker(LPixelColour colour, float position)
@@ -78,21 +115,27 @@ LProcessResult QDEffectGradient::RenderHighResImage(LProcessInterface& process, 
     const QDEffectGradientProperties p = GetPropertiesSnapshot();
     LList<LGradientMarker> markers;
     p.ToList(markers);
-    const LImgProGradientMap map(markers);
-    // out = trunc(m*s + Round(p*(1 - s))) in float, for every mapped m and original p: one table.
-    std::unique_ptr<uint8_t[]> mix(new (std::nothrow) uint8_t[65536]);
-    if (!mix)
+    LImgProGradientMap map(markers);
+    const pixelformat_t pf = buffer.GetPixelFormat();
+    // Mapped, opaque and unmixed, it is the kernel's own result.
+    if (p.fStrength >= 1 && !p.bOverlay && buffer.IsValid() && pf <= B5G5R5X1)
     {
-        process.SetError("Out of memory");
-        return LProcessResultFailed;
+        if (LApplyImageProcess(buffer, map, process) == LProcessResultCancelled)
+            return LProcessResultCancelled;
+        return QDMultiThreadedEffect::FinishRender(process, buffer);
     }
+    // out = trunc(m*s + Round(p*(1 - s))) in float: both terms come from tables of 256, and
+    // their sum is the same float sum.
     const float s = p.fStrength;
-    for (int m = 0; m < 256; ++m)
-        for (int o = 0; o < 256; ++o)
-            mix[size_t(m) << 8 | size_t(o)] =
-                uint8_t(std::clamp(int(float(m) * s + Round(float(o) * (1 - s))), 0, 255));
+    float mapped[256], original[256];
+    for (int v = 0; v < 256; ++v)
+    {
+        mapped[v] = float(v) * s;
+        original[v] = Round(float(v) * (1 - s));
+    }
+    auto mix = [&](uint8_t m, uint8_t o)
+    { return uint8_t(std::clamp(int(mapped[m] + original[o]), 0, 255)); };
     const uint8_t(*overlay)[256] = p.bOverlay ? OverlayValuesTable() : nullptr;
-    const uint8_t* mixTable = mix.get();
     auto pixel = [&](LPixelColour c)
     {
         const LPixelColour g = map.arColors[(c.r * 76 + c.g * 155 + c.b * 25) >> 8];
@@ -103,11 +146,24 @@ LProcessResult QDEffectGradient::RenderHighResImage(LProcessInterface& process, 
             mg = overlay[c.g][mg];
             mr = overlay[c.r][mr];
         }
-        return LPixelColour(mixTable[size_t(mb) << 8 | c.b], mixTable[size_t(mg) << 8 | c.g],
-                            mixTable[size_t(mr) << 8 | c.r], 255);
+        return LPixelColour(mix(mb, c.b), mix(mg, c.g), mix(mr, c.r), 255);
     };
-    const pixelformat_t pf = buffer.GetPixelFormat();
-    if (pf == B8G8R8A8 || pf == B8G8R8)
+    if (pf == B8G8R8A8 && QDUseVectorPaths())
+    {
+        const int w = buffer.GetWidth();
+        const uint8_t* overlayBytes = overlay ? overlay[0] : nullptr;
+        if (LImgProForEachRow(process, buffer.GetHeight(),
+                              [&](int y)
+                              {
+                                  uint32_t* q = reinterpret_cast<uint32_t*>(buffer.GetScanLine(y));
+                                  for (int x = GradientRowAVX2(q, w, map.arColors, overlayBytes, mapped,
+                                                               original);
+                                       x < w; ++x)
+                                      q[x] = pixel(LPixelColour::FromUInt32(q[x])).ToUInt32();
+                              }) == LProcessResultCancelled)
+            return LProcessResultCancelled;
+    }
+    else if (pf == B8G8R8A8 || pf == B8G8R8)
     {
         if (QDMapPixels(process, buffer, pixel) == LProcessResultCancelled)
             return LProcessResultCancelled;

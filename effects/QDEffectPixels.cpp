@@ -1,11 +1,15 @@
 #include "effects/QDEffectPixels.h"
 
+#include <atomic>
 #include <new>
 
-QDBlendTable::QDBlendTable(float fAmount) : arTable(new (std::nothrow) uint8_t[65536])
+#include "effects/QDEffectVector.h"
+
+QDBlendTable::QDBlendTable(float fAmount) : arTable(new (std::nothrow) uint8_t[65536 + 4])
 {
     if (!arTable)
         return;
+    memset(arTable.get() + 65536, 0, 4);
     for (int second = 0; second < 256; ++second)
         for (int first = 0; first < 256; ++first)
             arTable[size_t(second) << 8 | size_t(first)] =
@@ -60,4 +64,20 @@ bool QDCopyPicture(LImageBuffer& dest, const LImageBuffer& src)
         return false;
     LImageBufferCopy(dest, src);
     return true;
+}
+
+namespace
+{
+std::atomic<bool> gVectorPaths{true};
+}
+
+bool QDUseVectorPaths()
+{
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    return avx2 && gVectorPaths.load(std::memory_order_relaxed);
+}
+
+void QDSetVectorPaths(bool bEnabled)
+{
+    gVectorPaths = bEnabled;
 }

@@ -64,6 +64,8 @@ public:
     uint8_t Get(uint8_t first, uint8_t second) const { return arTable[size_t(second) << 8 | first]; }
     // The row of one second value, indexed by the first.
     const uint8_t* Row(uint8_t second) const { return arTable.get() + (size_t(second) << 8); }
+    // All of it, at second * 256 + first; three readable bytes follow the last entry.
+    const uint8_t* Data() const { return arTable.get(); }
 
 private:
     std::unique_ptr<uint8_t[]> arTable;

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "effects/QDEffectPixels.h"
+#include "effects/QDEffectVector.h"
 #include "effects/QDMultiThreadedEffect.h"
 #include "image/LImgProCurves.h"
 #include "image/LImgProSimple.h"
@@ -81,18 +83,6 @@ void ThenLevels(LImgProChannelMap& map, const LColorLevelSettings* s)
     map.Then(use[0], use[0], use[0]);
 }
 
-inline uint8_t Luma(const LPixelColour& c)
-{
-    return LImgProGreyScale::Luma(c.r, c.g, c.b);
-}
-
-// ColorBlend's arithmetic on one channel, inline for the per-pixel stages.
-inline uint8_t BlendChannel(uint8_t first, uint8_t second, float amount)
-{
-    if (amount >= -1.1920929e-7f && amount <= 1.1920929e-7f)
-        return first;
-    return uint8_t(int(second * amount + first * (1 - amount)) & 0xFF);
-}
 } // namespace
 
 const QDPresetRecipe* QDFindPresetRecipe(int commandId)
@@ -145,6 +135,125 @@ void QDMakePresetMap(const QDPresetRecipe& recipe, float fMidtoneLevel, LImgProC
     }
 }
 
+namespace
+{
+// What the per-pixel stages read, laid out for both the plain and the vector loop.
+struct StageTables
+{
+    int32_t arMap[3][256];  // blue, green, red: the recipe's tables
+    int32_t arEdge[3][256]; // the vignette's second look over them
+    int32_t arBoost[511];   // a channel's distance from the grey, + 255, to the overlay's index
+    const uint8_t* lpOverlay = nullptr;
+    const uint8_t* lpStrength = nullptr; // null at full strength
+    const float* lpDx2 = nullptr;        // the vignette's squared distance across, per column
+    float fInner = 0, fSpan = 1;
+
+    void SetMaps(const LImgProChannelMap& map, const LImgProChannelMap& edge)
+    {
+        for (int v = 0; v < 256; ++v)
+        {
+            arMap[0][v] = map.arBlue[v], arMap[1][v] = map.arGreen[v], arMap[2][v] = map.arRed[v];
+            arEdge[0][v] = edge.arBlue[v], arEdge[1][v] = edge.arGreen[v], arEdge[2][v] = edge.arRed[v];
+        }
+    }
+    int Strength(int original, int result) const
+    {
+        return lpStrength ? lpStrength[result << 8 | original] : result;
+    }
+    // The pixel's channels (blue, green, red) pushed away from its grey.
+    void Boost(uint8_t* q) const
+    {
+        const int c[3] = {arMap[0][q[0]], arMap[1][q[1]], arMap[2][q[2]]};
+        const int grey =
+            int(LImageProcessBlackAndWhite::Luma(unsigned(c[2]), unsigned(c[1]), unsigned(c[0])));
+        for (int k = 0; k < 3; ++k)
+            q[k] = uint8_t(Strength(q[k], lpOverlay[c[k] << 8 | arBoost[c[k] - grey + 255]]));
+    }
+    // The weight of the second look in 256ths, eased at both ends so the ring shows no edge.
+    int Weight(float dx2, float dy2) const
+    {
+        const float t = std::clamp((dx2 + dy2 - fInner) / fSpan, 0.0f, 1.0f);
+        return int(t * t * (3 - 2 * t) * 256);
+    }
+    void Vignette(uint8_t* q, int wgt) const
+    {
+        for (int k = 0; k < 3; ++k)
+            q[k] = uint8_t(Strength(q[k], (arMap[k][q[k]] * (256 - wgt) + arEdge[k][q[k]] * wgt + 128) >> 8));
+    }
+};
+
+QD_AVX2 inline __m256i Strength8(const StageTables& t, __m256i original, __m256i result)
+{
+    return t.lpStrength
+               ? QDLookupBytes8(t.lpStrength, _mm256_or_si256(_mm256_slli_epi32(result, 8), original))
+               : result;
+}
+
+QD_AVX2 int BoostRowAVX2(const StageTables& t, uint32_t* q, int n)
+{
+    int x = 0;
+    for (; x + 8 <= n; x += 8)
+    {
+        __m256i* at = reinterpret_cast<__m256i*>(q + x);
+        const __m256i px = _mm256_loadu_si256(at);
+        __m256i p[3];
+        QDSplit8(px, p[0], p[1], p[2]);
+        __m256i c[3];
+        for (int k = 0; k < 3; ++k)
+            c[k] = QDLookup8(t.arMap[k], p[k]);
+        const __m256i grey = _mm256_srli_epi32(
+            _mm256_add_epi32(_mm256_add_epi32(_mm256_mullo_epi32(c[2], _mm256_set1_epi32(76)),
+                                              _mm256_mullo_epi32(c[1], _mm256_set1_epi32(155))),
+                             _mm256_mullo_epi32(c[0], _mm256_set1_epi32(25))),
+            8);
+        const __m256i offset = _mm256_sub_epi32(_mm256_set1_epi32(255), grey);
+        __m256i o[3];
+        for (int k = 0; k < 3; ++k)
+        {
+            const __m256i index = QDLookup8(t.arBoost, _mm256_add_epi32(c[k], offset));
+            o[k] = Strength8(t, p[k],
+                             QDLookupBytes8(t.lpOverlay, _mm256_or_si256(_mm256_slli_epi32(c[k], 8), index)));
+        }
+        _mm256_storeu_si256(at, QDJoin8(px, o[0], o[1], o[2]));
+    }
+    return x;
+}
+
+QD_AVX2 int VignetteRowAVX2(const StageTables& t, uint32_t* q, int n, float dy2)
+{
+    const __m256 vdy2 = _mm256_set1_ps(dy2), inner = _mm256_set1_ps(t.fInner), span = _mm256_set1_ps(t.fSpan);
+    const __m256 zero = _mm256_setzero_ps(), one = _mm256_set1_ps(1.0f);
+    int x = 0;
+    for (; x + 8 <= n; x += 8)
+    {
+        __m256 u =
+            _mm256_div_ps(_mm256_sub_ps(_mm256_add_ps(_mm256_loadu_ps(t.lpDx2 + x), vdy2), inner), span);
+        u = _mm256_min_ps(_mm256_max_ps(u, zero), one);
+        const __m256 eased = _mm256_mul_ps(
+            _mm256_mul_ps(_mm256_mul_ps(u, u), _mm256_sub_ps(_mm256_set1_ps(3.0f), _mm256_add_ps(u, u))),
+            _mm256_set1_ps(256.0f));
+        const __m256i wgt = _mm256_cvttps_epi32(eased);
+        const __m256i keep = _mm256_sub_epi32(_mm256_set1_epi32(256), wgt);
+        __m256i* at = reinterpret_cast<__m256i*>(q + x);
+        const __m256i px = _mm256_loadu_si256(at);
+        __m256i p[3];
+        QDSplit8(px, p[0], p[1], p[2]);
+        __m256i o[3];
+        for (int k = 0; k < 3; ++k)
+        {
+            const __m256i mixed = _mm256_srli_epi32(
+                _mm256_add_epi32(_mm256_add_epi32(_mm256_mullo_epi32(QDLookup8(t.arMap[k], p[k]), keep),
+                                                  _mm256_mullo_epi32(QDLookup8(t.arEdge[k], p[k]), wgt)),
+                                 _mm256_set1_epi32(128)),
+                8);
+            o[k] = Strength8(t, p[k], mixed);
+        }
+        _mm256_storeu_si256(at, QDJoin8(px, o[0], o[1], o[2]));
+    }
+    return x;
+}
+} // namespace
+
 LProcessResult QDRenderPresetFilter(LProcessInterface& process, LImageBuffer& buffer,
                                     const QDPresetRecipe& recipe, float fMidtoneLevel, float fStrength)
 {
@@ -162,65 +271,53 @@ LProcessResult QDRenderPresetFilter(LProcessInterface& process, LImageBuffer& bu
     }
     else
     {
-        const QDBlendTable strength(fStrength);
-        if (!strength.IsValid())
+        // At full strength the blend gives the recipe's result itself.
+        const QDBlendTable strength(fStrength < 1 ? fStrength : 0.0f);
+        std::unique_ptr<StageTables> t(new (std::nothrow) StageTables);
+        if (!strength.IsValid() || !t)
         {
             process.SetError("Out of memory");
             return LProcessResultFailed;
         }
-        if (recipe.eStage == QDPresetChromaOverlay)
+        LImgProChannelMap edge = map;
+        ThenLevels(edge, recipe.arEdge);
+        t->SetMaps(map, edge);
+        t->lpStrength = fStrength < 1 ? strength.Data() : nullptr;
+        t->lpOverlay = OverlayValuesTable()[0];
+        for (int d = -255; d <= 255; ++d)
+            t->arBoost[d + 255] = std::clamp(128 + int(float(d) * recipe.fStageAmount), 0, 255);
+        // Squared distance from the centre in shares of the half sizes, the corners at 1, so the
+        // ring has the picture's proportions and the preview's is the same.
+        const int w = buffer.GetWidth(), h = buffer.GetHeight();
+        std::vector<float> dx2(static_cast<size_t>(w));
+        for (int x = 0; x < w; ++x)
         {
-            const uint8_t(*overlay)[256] = OverlayValuesTable();
-            const float k = recipe.fStageAmount;
-            auto boost = [&](uint8_t c, int grey)
-            { return overlay[c][std::clamp(128 + int(float(c - grey) * k), 0, 255)]; };
-            r = QDMapPixels(process, buffer,
-                            [&](LPixelColour p)
-                            {
-                                const LPixelColour c(map.arBlue[p.b], map.arGreen[p.g], map.arRed[p.r], p.a);
-                                const int grey = Luma(c);
-                                return LPixelColour(strength.Get(p.b, boost(c.b, grey)),
-                                                    strength.Get(p.g, boost(c.g, grey)),
-                                                    strength.Get(p.r, boost(c.r, grey)), p.a);
-                            });
+            const float d = (x + 0.5f) / w * 2 - 1;
+            dx2[size_t(x)] = d * d * 0.5f;
         }
-        else
-        {
-            // The second look over the first, straight from the original's channels.
-            LImgProChannelMap edge = map;
-            ThenLevels(edge, recipe.arEdge);
-            // Squared distance from the centre in shares of the half sizes, the corners at 1, so
-            // the ring has the picture's proportions and the preview's is the same.
-            const int w = buffer.GetWidth(), h = buffer.GetHeight();
-            std::vector<float> dx2(static_cast<size_t>(w));
-            for (int x = 0; x < w; ++x)
-            {
-                const float d = (x + 0.5f) / w * 2 - 1;
-                dx2[size_t(x)] = d * d * 0.5f;
-            }
-            const float inner = recipe.fInner, span = std::max(recipe.fOuter - recipe.fInner, 1e-6f);
-            const int bpp = pf == B8G8R8A8 ? 4 : 3;
-            r = LImgProForEachRow(
-                process, h,
-                [&](int y)
-                {
-                    const float d = (y + 0.5f) / h * 2 - 1;
-                    const float dy2 = d * d * 0.5f;
-                    uint8_t* q = buffer.GetRow(y);
-                    for (int x = 0; x < w; ++x, q += bpp)
-                    {
-                        const float t = std::clamp((dx2[size_t(x)] + dy2 - inner) / span, 0.0f, 1.0f);
-                        // Eased at both ends, so the ring shows no edge.
-                        const float wgt = t * t * (3 - 2 * t);
-                        for (int c = 0; c < 3; ++c)
-                        {
-                            const uint8_t* centre = c == 0 ? map.arBlue : c == 1 ? map.arGreen : map.arRed;
-                            const uint8_t* outer = c == 0 ? edge.arBlue : c == 1 ? edge.arGreen : edge.arRed;
-                            q[c] = strength.Get(q[c], BlendChannel(centre[q[c]], outer[q[c]], wgt));
-                        }
-                    }
-                });
-        }
+        t->lpDx2 = dx2.data();
+        t->fInner = recipe.fInner;
+        t->fSpan = std::max(recipe.fOuter - recipe.fInner, 1e-6f);
+        const bool vector = pf == B8G8R8A8 && QDUseVectorPaths();
+        const bool boost = recipe.eStage == QDPresetChromaOverlay;
+        const int bpp = pf == B8G8R8A8 ? 4 : 3;
+        r = LImgProForEachRow(process, h,
+                              [&](int y)
+                              {
+                                  const float d = (y + 0.5f) / h * 2 - 1;
+                                  const float dy2 = d * d * 0.5f;
+                                  uint8_t* q = buffer.GetRow(y);
+                                  uint32_t* words = reinterpret_cast<uint32_t*>(q);
+                                  int x = 0;
+                                  if (vector)
+                                      x = boost ? BoostRowAVX2(*t, words, w)
+                                                : VignetteRowAVX2(*t, words, w, dy2);
+                                  for (q += x * bpp; x < w; ++x, q += bpp)
+                                      if (boost)
+                                          t->Boost(q);
+                                      else
+                                          t->Vignette(q, t->Weight(dx2[size_t(x)], dy2));
+                              });
     }
     if (r == LProcessResultCancelled)
         return r;

@@ -22,11 +22,12 @@ struct QDEffectPresetProperties
 enum QDPresetStage : uint8_t
 {
     QDPresetTablesOnly,
-    // Each channel's distance from the grey of the pixel, around the middle, overlaid on the
-    // channel: channels above the grey rise, those below sink, greys stay. fStageAmount scales
-    // the distance.
+    // Each channel's distance from the pixel's grey (the integer black and white), around the
+    // middle, overlaid on the channel: channels above the grey rise, those below sink, greys stay.
+    // fStageAmount scales the distance.
     QDPresetChromaOverlay,
-    // The result mixed toward a second look (arEdge over it) with the distance from the centre.
+    // The result mixed toward a second look (arEdge over it) with the distance from the centre,
+    // in 256ths, rounded.
     QDPresetVignette,
 };
 

@@ -82,9 +82,11 @@ uint8_t OverlayValues(uint8_t a, uint8_t b)
 
 const uint8_t (*OverlayValuesTable())[256]
 {
+    // Vector code reads a word at a time: the last entries have bytes to spare behind them.
     static const struct Table
     {
         uint8_t v[256][256];
+        uint8_t spare[4] = {};
         Table()
         {
             for (int a = 0; a < 256; ++a)
