@@ -170,7 +170,9 @@ void QDCurvesControl::mousePressEvent(QMouseEvent* event)
         return;
     if (at == vPoints.begin() || at == vPoints.end())
         return;
-    iDrag = int(vPoints.insert(at, {x, y}) - vPoints.begin());
+    // The insert may move the points, so the index is taken from its result alone.
+    const auto added = vPoints.insert(at, {x, y});
+    iDrag = int(added - vPoints.begin());
     bMoved = true;
     update();
     emit Changed(false);

@@ -24,6 +24,7 @@ public:
     void SetCurve(const LCurveSettings& curve);
     // 256 counts, or null for none yet.
     void SetHistogram(const uint64_t* counts);
+    bool HasHistogram() const { return bHistogram; }
     bool IsDragging() const { return iDrag >= 0; }
     int GetPointCount() const { return int(vPoints.size()); }
 
