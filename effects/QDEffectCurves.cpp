@@ -47,8 +47,13 @@ const char* QDEffectCurves::GetName() const
 
 LProcessResult QDRenderRGBCurve(LProcessInterface& process, LImageBuffer& buffer, const LCurveSettings& rgb)
 {
-    LImgProCurves curves(rgb);
-    const LProcessResult r = LApplyImageProcess(buffer, curves, process);
+    // The same table the curves kernel would apply, on the banded pass: no workers to start on
+    // every slider move.
+    LImgProChannelMap map;
+    map.SetIdentity();
+    if (!rgb.IsIdentity())
+        map.Then(rgb.arValues, rgb.arValues, rgb.arValues);
+    const LProcessResult r = QDMapChannelsCounting(process, buffer, map, nullptr);
     if (r == LProcessResultCancelled)
         return r;
     return QDMultiThreadedEffect::FinishRender(process, buffer);
