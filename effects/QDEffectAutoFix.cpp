@@ -1,5 +1,6 @@
 #include "effects/QDEffectAutoFix.h"
 
+#include <algorithm>
 #include <cmath>
 #include <mutex>
 
@@ -48,30 +49,47 @@ const char* QDEffectAutoFix::GetName() const
     return QDEffectElementName(kCommandId);
 }
 
-LProcessResult QDEffectAutoFix::Equalize(LProcessInterface& process, LImageBuffer& image, float fAmount) const
+LProcessResult QDEffectAutoFix::MapCountingLightness(LProcessInterface& process, LImageBuffer& image,
+                                                     const LImgProChannelMap* map, uint64_t* hist)
 {
     static const LightnessBins bins;
-    uint64_t hist[256] = {};
+    std::fill(hist, hist + 256, 0);
     std::mutex lock;
     const int w = image.GetWidth();
-    const int bpp = image.GetPixelFormat() == B8G8R8A8 ? 4 : 3;
-    if (LImgProForEachRow(process, image.GetHeight(),
-                          [&](int y)
-                          {
-                              uint64_t row[256] = {};
-                              const uint8_t* p = image.GetScanLine(y);
-                              for (int x = 0; x < w; ++x, p += bpp)
-                                  ++row[bins.arBin[MaxPlusMin(LPixelColour(p[0], p[1], p[2], 0))]];
-                              std::lock_guard<std::mutex> guard(lock);
-                              for (int i = 0; i < 256; ++i)
-                                  hist[i] += row[i];
-                          }) != LProcessResultSuccess)
+    const pixelformat_t pf = image.GetPixelFormat();
+    const int bpp = pf == B8G8R8A8 ? 4 : 3;
+    return LImgProForEachRow(process, image.GetHeight(),
+                             [&](int y)
+                             {
+                                 uint8_t* p = image.GetScanLine(y);
+                                 // Counted while the row is still in the cache from its mapping.
+                                 if (map)
+                                     map->MapRow(p, w, pf);
+                                 uint64_t row[256] = {};
+                                 for (int x = 0; x < w; ++x, p += bpp)
+                                     ++row[bins.arBin[MaxPlusMin(LPixelColour(p[0], p[1], p[2], 0))]];
+                                 std::lock_guard<std::mutex> guard(lock);
+                                 for (int i = 0; i < 256; ++i)
+                                     hist[i] += row[i];
+                             });
+}
+
+LProcessResult QDEffectAutoFix::Equalize(LProcessInterface& process, LImageBuffer& image, float fAmount) const
+{
+    uint64_t hist[256];
+    if (MapCountingLightness(process, image, nullptr, hist) != LProcessResultSuccess)
         return LProcessResultCancelled;
+    return EqualizeCounted(process, image, hist, fAmount);
+}
+
+LProcessResult QDEffectAutoFix::EqualizeCounted(LProcessInterface& process, LImageBuffer& image,
+                                                const uint64_t* hist, float fAmount)
+{
     // lut[i] is 255 times the share of pixels strictly darker than bin i, summed in float.
     LImgProHLSAdjust kernel;
     kernel.eMode = LImgProHLSAdjust::RemapLightness;
     kernel.dAmount = fAmount;
-    const float total = float(uint64_t(w) * uint64_t(image.GetHeight()));
+    const float total = float(uint64_t(image.GetWidth()) * uint64_t(image.GetHeight()));
     float sum = 0;
     for (int i = 0; i < 256; ++i)
     {
@@ -97,9 +115,10 @@ LProcessResult QDEffectAutoFix::RenderHighResImage(LProcessInterface& process, L
     if (QDEffectAutoLevels::MakeMap(process, buffer, map) != LProcessResultSuccess)
         return LProcessResultCancelled;
     QDBlendChannelMap(map, 0.67f);
-    if (LImgProMapChannels(process, buffer, map) != LProcessResultSuccess || process.IsToStop())
+    uint64_t hist[256];
+    if (MapCountingLightness(process, buffer, &map, hist) != LProcessResultSuccess || process.IsToStop())
         return LProcessResultCancelled;
-    if (Equalize(process, buffer, 0.4f) != LProcessResultSuccess || process.IsToStop())
+    if (EqualizeCounted(process, buffer, hist, 0.4f) != LProcessResultSuccess || process.IsToStop())
         return LProcessResultCancelled;
 
     LImgProSS ss;
