@@ -1,7 +1,13 @@
 // quendrel-cli kernel NAME [ARG] --size WxH [--repeat N] [--threads N] IN OUT: runs one image kernel on a raw
 // B8G8R8A8 file and prints the median time of the kernel alone, for the peer benchmark. The image
-// is read once and every run starts from it; reading and writing are outside the timing. Hidden
-// from the usage text.
+// is read once and every run starts from it (kernels that work in place get a fresh copy before
+// each run, outside the timing); reading and writing are outside the timing. Hidden from the
+// usage text.
+//
+// Tone and stylising kernels and their ARG: levels LOW (input LOW..255-LOW, a linear stretch),
+// curves O (an S-curve through 64+O,64-O and 192-O,192+O), exposure K, temperature T, autolevels,
+// gradientmap, chromakey TOLERANCE, vignette STRENGTH, pixelate BLOCK, oilpaint RADIUS,
+// fisheye POWER, tiles COUNT, sobel.
 
 #include <algorithm>
 #include <chrono>
@@ -79,7 +85,42 @@ int Run(int argc, char** argv)
         return Fail("cannot read the input");
 
     LProcessInterfaceVoid v;
+    // Kernels with settings are made once, as an effect sets them up before it renders.
+    const double a = hasArg ? arg : 0;
     LImgProSS ss;
+    LColorLevelSettings lv;
+    lv.byInputLow = uint8_t(std::clamp(hasArg ? a : 20.0, 0.0, 127.0));
+    lv.byInputHigh = uint8_t(255 - lv.byInputLow);
+    LImgProColorLevels levels(lv);
+    LCurveSettings curve;
+    const int o = int(hasArg ? a : 16);
+    curve.AddPoint(64 + o, 64 - o);
+    curve.AddPoint(192 - o, 192 + o);
+    curve.UpdateCurveValues();
+    LImgProCurves curves(curve);
+    LImgProExposure exposure(hasArg ? a : 2.0);
+    LImgProTemperature temperature(int(hasArg ? a : 40));
+    LList<LGradientMarker> markers;
+    markers.AddTail(new LGradientMarker(LPixelColour(80, 20, 10, 255), 0.0f));
+    markers.AddTail(new LGradientMarker(LPixelColour(40, 160, 230, 255), 0.6f));
+    markers.AddTail(new LGradientMarker(LPixelColour(220, 250, 255, 255), 1.0f));
+    LImgProGradientMap gradient(markers);
+    LImgProChromaKey chroma(LImgProChromaKeyChroma);
+    chroma.SetPickedColor(60, 140, 90);
+    chroma.byThresholdA = uint8_t(hasArg ? a : 15);
+    chroma.byThresholdB = uint8_t(std::min(255, chroma.byThresholdA * 2 + 1));
+    LImgProVignette vignette;
+    vignette.dStrength = hasArg ? a : 1.0;
+    LImgProFisheye fisheye;
+    fisheye.fPower = float(hasArg ? a : 3.0);
+    LImgProTiles tiles;
+    tiles.fTileCount = float(hasArg ? a : 20);
+    const char* inPlace[] = {"levels",      "curves",    "exposure", "temperature",
+                             "gradientmap", "chromakey", "vignette", "tiles"};
+    const bool bInPlace =
+        std::any_of(std::begin(inPlace), std::end(inPlace), [&](const char* n) { return !strcmp(n, name); });
+    if (!strcmp(name, "chromakey") && !chroma.CalculateChromaKey())
+        return Fail("cannot allocate the key tables");
     if (!strcmp(name, "gaussblur"))
         ss.SetRadius(-(hasArg ? arg : 20), true);
     else if (!strcmp(name, "sharpen"))
@@ -120,6 +161,38 @@ int Run(int argc, char** argv)
         }
         if (!strcmp(name, "greyscale"))
             return LImgProGreyScale().Process(v, dst, src);
+        if (!strcmp(name, "levels"))
+            return LApplyImageProcess(dst, levels, v);
+        if (!strcmp(name, "curves"))
+            return LApplyImageProcess(dst, curves, v);
+        if (!strcmp(name, "exposure"))
+            return LApplyImageProcess(dst, exposure, v);
+        if (!strcmp(name, "temperature"))
+            return LApplyImageProcess(dst, temperature, v);
+        if (!strcmp(name, "gradientmap"))
+            return LApplyImageProcess(dst, gradient, v);
+        if (!strcmp(name, "chromakey"))
+            return LApplyImageProcess(dst, chroma, v);
+        if (!strcmp(name, "vignette"))
+            return LApplyImageProcess(dst, vignette, v);
+        if (!strcmp(name, "tiles"))
+            return LApplyImageProcess(dst, tiles, v);
+        if (!strcmp(name, "autolevels"))
+            return LImgProAutoLevels().Process(v, dst, src);
+        if (!strcmp(name, "pixelate"))
+        {
+            LImgProPixelate pixelate(int(hasArg ? a : 25));
+            return LApplyImageProcess(dst, src, pixelate, v);
+        }
+        if (!strcmp(name, "oilpaint"))
+        {
+            LImgProOilPainting oil(int(hasArg ? a : 5));
+            return LApplyImageProcess(dst, src, oil, v);
+        }
+        if (!strcmp(name, "fisheye"))
+            return LApplyImageProcess(dst, src, fisheye, v);
+        if (!strcmp(name, "sobel"))
+            return LImgProSobelEdgeDetector().Process(v, dst, src);
         if (!strcmp(name, "memcpy"))
         {
             memcpy(dst.GetData(), src.GetData(), size_t(src.GetFormat().CalculateBufferSize64()));
@@ -134,6 +207,8 @@ int Run(int argc, char** argv)
     std::vector<double> times;
     for (int i = 0; i < repeat; ++i)
     {
+        if (bInPlace)
+            memcpy(dst.GetData(), src.GetData(), size_t(src.GetFormat().CalculateBufferSize64()));
         const auto t0 = std::chrono::steady_clock::now();
         const int r = kernel();
         const auto t1 = std::chrono::steady_clock::now();

@@ -105,13 +105,20 @@ struct EncodeState
 };
 
 LProcessResult Encode(LProcessInterface& process, EncodeState& st, LCodecWriter& output,
-                      const LImageBuffer& image, LCodecSourceRows& source)
+                      const LImageBuffer& image, LCodecSourceRows& source, int level)
 {
     png_structp png = st.png;
     png_infop info = st.info;
     if (setjmp(png_jmpbuf(png)))
         return LProcessResultFailed;
     png_set_write_fn(png, &output, WriteFn, FlushFn);
+    if (level >= 0 && level <= 9)
+    {
+        png_set_compression_level(png, level);
+        // At the fast levels one cheap filter beats trying all five on every row.
+        if (level <= 3)
+            png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
+    }
     const int w = image.GetWidth(), h = image.GetHeight();
     const bool rgb24 = image.GetPixelFormat() == B8G8R8;
     const bool alpha = !rgb24 && !source.IsOpaque();
@@ -157,7 +164,8 @@ LProcessResult LCodecPNGDecode(LProcessInterface& process, LCodecReader& input, 
     return r;
 }
 
-LProcessResult LCodecPNGEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image)
+LProcessResult LCodecPNGEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
+                               int compressionLevel)
 {
     process.SetStatus("Encoding PNG image", 0);
     LCodecSourceRows source(image);
@@ -168,7 +176,8 @@ LProcessResult LCodecPNGEncode(LProcessInterface& process, LCodecWriter& output,
     if (!st.png)
         return LProcessResultFailed;
     st.info = png_create_info_struct(st.png);
-    LProcessResult r = st.info ? Encode(process, st, output, image, source) : LProcessResultFailed;
+    LProcessResult r =
+        st.info ? Encode(process, st, output, image, source, compressionLevel) : LProcessResultFailed;
     png_destroy_write_struct(&st.png, &st.info);
     return r;
 }

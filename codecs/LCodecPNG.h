@@ -30,10 +30,13 @@ struct LProcessPNGSave
 {
     LOutputStream<Base>* lpStream = nullptr;
     const LImageBuffer* lpImage = nullptr;
+    // zlib's 0 to 9; -1 is the library's default. 1 trades some size for several times the speed.
+    int iCompressionLevel = -1;
 };
 
 // Writes 8-bit RGB, or RGBA when any pixel is not opaque.
-LProcessResult LCodecPNGEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image);
+LProcessResult LCodecPNGEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
+                               int compressionLevel = -1);
 
 template <class Base>
 LProcessResult Process(LProcessInterface& process, LProcessPNGSave<Base>& data)
@@ -41,5 +44,5 @@ LProcessResult Process(LProcessInterface& process, LProcessPNGSave<Base>& data)
     if (!data.lpStream || !data.lpImage || !data.lpImage->IsValid())
         return LProcessResultFailed;
     LCodecWriterOf<Base> output(*data.lpStream);
-    return LCodecPNGEncode(process, output, *data.lpImage);
+    return LCodecPNGEncode(process, output, *data.lpImage, data.iCompressionLevel);
 }

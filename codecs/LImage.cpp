@@ -3,13 +3,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 #include "codecs/LImageProcess.h"
 #include "foundation/LFile.h"
+#include "foundation/LFileAtomicWriter.h"
 
 LImageCodecID LImageGetCodecFromEncoding(int encoding)
 {
@@ -90,25 +88,6 @@ LProcessResult Process(LProcessInterface& process, LProcessImageLoadFile& d)
     return r;
 }
 
-// Read without changing it: umask() would change it for every thread for a moment.
-static mode_t CurrentUmask()
-{
-    mode_t mask = 022;
-    if (FILE* f = fopen("/proc/self/status", "r"))
-    {
-        char line[256];
-        unsigned value;
-        while (fgets(line, sizeof(line), f))
-            if (sscanf(line, "Umask: %o", &value) == 1)
-            {
-                mask = mode_t(value);
-                break;
-            }
-        fclose(f);
-    }
-    return mask;
-}
-
 LProcessResult Process(LProcessInterface& process, LProcessImageSaveFile& d)
 {
     if (!d.lpImage)
@@ -127,20 +106,11 @@ LProcessResult Process(LProcessInterface& process, LProcessImageSaveFile& d)
         process.SetError("The file format is not supported.");
         return LProcessResultFailed;
     }
-    // Only a regular file is ever replaced: renaming over a device or a folder would destroy it.
-    struct stat target;
-    if (lstat(d.szFilePath, &target) == 0 && !S_ISREG(target.st_mode) && !S_ISLNK(target.st_mode))
+    // Everything about the target is settled here, before a byte is written.
+    LFileAtomicWriter writer;
+    if (writer.Begin(d.szFilePath, LFileModeDocument, LFileLockExclusive, d.iTimeoutMs) !=
+        LFileAtomicWriterSuccess)
     {
-        process.SetError("The file could not be opened.");
-        return LProcessResultFailed;
-    }
-    // Beside the target, so that the final move is one rename on the same file system.
-    char temp[LFILE_MAX_PATH] = {};
-    LOutputStream<LOutputStreamFile> stream;
-    if (!LFileTempPath(temp, d.szFilePath, nullptr) || !stream.Open(temp, LFileLockExclusive, d.iTimeoutMs))
-    {
-        if (temp[0])
-            LFile::DeleteFile(temp);
         process.SetError("The file could not be opened.");
         return LProcessResultFailed;
     }
@@ -148,32 +118,15 @@ LProcessResult Process(LProcessInterface& process, LProcessImageSaveFile& d)
     save.lpImage = d.lpImage;
     save.codec = codec;
     save.settings = d.settings;
-    save.lpStream = &stream;
+    save.lpStream = &writer.GetStream();
     LProcessInterfaceSubProcess sub(process, 0.0, 1.0);
     LProcessResult r = Process(sub, save);
-    bool moved = false;
-    if (r == LProcessResultSuccess)
+    if (r == LProcessResultSuccess && writer.Commit() != LFileAtomicWriterSuccess)
     {
-        // A new file takes the usual permissions of the user's files, not the private ones of
-        // the temporary file; a replaced file keeps its own.
-        struct stat st;
-        mode_t mode;
-        if (stat(d.szFilePath, &st) == 0)
-            mode = st.st_mode & 07777;
-        else
-            mode = 0666 & ~CurrentUmask();
-        if (!stream.Close() || chmod(temp, mode) != 0 || !LFile::MoveFile(temp, d.szFilePath))
-        {
-            process.SetError("File could not be written.");
-            r = LProcessResultFailed;
-        }
-        else
-            moved = true;
+        process.SetError("File could not be written.");
+        r = LProcessResultFailed;
     }
-    stream.Close();
-    if (!moved)
-        LFile::DeleteFile(temp);
-    return r;
+    return r; // an uncommitted temporary file goes with the writer
 }
 
 namespace LImage

@@ -1,13 +1,13 @@
 #include "document/LQDCacheStore.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <dirent.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "document/DeleteFileThread.h"
+#include "document/QDCacheFolder.h"
 #include "document/QDFolders.h"
 #include "foundation/LStream.h"
 #include "image/LImageBuffer.h"
@@ -18,6 +18,22 @@ DeleteFileThread deleteThread;
 
 static constexpr size_t kHeaderSize = sizeof(LImageFormat);
 
+// Grows a vector of flags with zeros; false, leaving it as it was, when memory runs out.
+static bool GrowFlags(std::vector<uint8_t>& flags, size_t needed, size_t size)
+{
+    if (flags.size() >= needed)
+        return true;
+    try
+    {
+        flags.resize(size > needed ? size : needed, 0);
+    }
+    catch (...)
+    {
+        return false;
+    }
+    return true;
+}
+
 LQDCacheStore::LQDCacheStore()
 {
     vBusy.reserve(10);
@@ -25,35 +41,37 @@ LQDCacheStore::LQDCacheStore()
 
 bool LQDCacheStore::MakeCacheFilePath(char* path, int id)
 {
-    char folder[260];
+    char folder[LFILE_MAX_PATH];
     if (!QDGetCacheFolder(folder))
         return false;
-    int n = snprintf(path, 260, "%s/%i.dat", folder, id);
-    return n > 0 && n < 260;
+    int n = snprintf(path, LFILE_MAX_PATH, "%s/%i.dat", folder, id);
+    return n > 0 && size_t(n) < LFILE_MAX_PATH;
 }
 
 int LQDCacheStore::CreateNewStore()
 {
-    int id;
+    int id, next;
     {
         LLockObjectGuard guard(lock);
+        if (!GrowFlags(vBusy, size_t(iNextId) + 2, size_t(iNextId + 1) * 2))
+            return -1;
         id = iNextId++;
-        if (vBusy.size() <= size_t(iNextId))
-            vBusy.resize(size_t(id + 1) * 2, 0);
+        next = iNextId;
         vBusy[size_t(id)] = 0;
     }
-    deleteThread.Reserve(id, size_t(iNextId) * 2);
+    if (!deleteThread.Reserve(id, size_t(next) * 2))
+        return -1;
     // A file of this name can only be a leftover of an earlier run.
-    char path[260];
+    char path[LFILE_MAX_PATH];
     if (MakeCacheFilePath(path, id))
         unlink(path);
     return id;
 }
 
-void LQDCacheStore::Lock(int id)
+bool LQDCacheStore::Lock(int id)
 {
     if (id < 0)
-        return;
+        return true;
     // The delete thread holds a flag only for one unlink, so the first retries come quickly;
     // a long hold (a big file being written) backs off to 100 ms steps.
     useconds_t pause = 1000;
@@ -61,12 +79,12 @@ void LQDCacheStore::Lock(int id)
     {
         {
             LLockObjectGuard guard(lock);
-            if (vBusy.size() <= size_t(id))
-                vBusy.resize(size_t(id + 1) * 2, 0);
+            if (!GrowFlags(vBusy, size_t(id) + 1, size_t(id + 1) * 2))
+                return false;
             if (!vBusy[size_t(id)])
             {
                 vBusy[size_t(id)] = 1;
-                return;
+                return true;
             }
         }
         usleep(pause);
@@ -84,25 +102,49 @@ void LQDCacheStore::UnLock(int id)
         vBusy[size_t(id)] = 0;
 }
 
-bool LQDCacheStore::SetImage(const LImageBuffer& buffer, int id)
+// The buffer's data as it lies in memory, except that the padding behind each row's pixels is
+// written as zeros: nothing ever set it, and what a file holds should never be left to chance.
+static bool WritePixels(LOutputStream<LOutputStreamFile>& file, const LImageBuffer& buffer)
 {
+    const LImageFormat& f = buffer.GetFormat();
+    const size_t size = f.CalculateBufferSize();
+    const size_t row = f.nWidthBytes,
+                 pixels = (size_t(LGetPixelFormatBits(f.pf)) * size_t(f.iWidth) + 7) >> 3;
+    if (LIsPlanarPixelFormat(f.pf) || pixels >= row || size != row * size_t(f.iHeight))
+        return file.Write(buffer.GetData(), size);
+    static const uint8_t zeros[16] = {};
+    for (int y = 0; y < f.iHeight; ++y)
+        if (!file.Write(buffer.GetData() + size_t(y) * row, pixels) || !file.Write(zeros, row - pixels))
+            return false;
+    return true;
+}
+
+bool LQDCacheStore::SetImage(const LImageBuffer& buffer, int id, int* error)
+{
+    int failure = 0;
     deleteThread.DontDeleteFile(id);
-    if (id < 0 || !buffer.IsValid())
-        return false;
-    char path[260];
-    if (!MakeCacheFilePath(path, id))
-        return false;
+    char path[LFILE_MAX_PATH];
     LOutputStream<LOutputStreamFile> file;
-    if (!file.Open(path))
+    bool ok = false;
+    if (id < 0)
+        failure = EINVAL;
+    else if (!buffer.IsValid())
+        failure = ENOMEM; // what an invalid buffer means: its allocation failed
+    else if (!MakeCacheFilePath(path, id))
+        failure = errno ? errno : ENOENT;
+    else if (!file.Open(path))
+        failure = errno;
+    else
     {
-        MarkInvalid(id);
-        return false;
+        ok = file.Write(&buffer.GetFormat(), kHeaderSize) && WritePixels(file, buffer);
+        ok = file.Close() && ok;
+        if (!ok)
+            failure = file.GetError();
     }
-    size_t size = buffer.GetFormat().CalculateBufferSize();
-    bool ok = file.Write(&buffer.GetFormat(), kHeaderSize) && file.Write(buffer.GetData(), size);
-    ok = file.Close() && ok;
-    if (!ok)
+    if (!ok && id >= 0)
         MarkInvalid(id);
+    if (error)
+        *error = ok ? 0 : (failure ? failure : EIO);
     return ok;
 }
 
@@ -111,7 +153,7 @@ bool LQDCacheStore::RetrieveImage(LImageBuffer& buffer, int id)
     deleteThread.DontDeleteFile(id);
     if (id < 0)
         return false;
-    char path[260];
+    char path[LFILE_MAX_PATH];
     if (!MakeCacheFilePath(path, id))
         return false;
     LInputStream<LInputStreamFile> file;
@@ -154,10 +196,9 @@ bool LQDCacheStore::IsValid(int id)
 {
     if (id < 0)
         return false;
-    char path[260];
-    if (!MakeCacheFilePath(path, id))
+    char path[LFILE_MAX_PATH];
+    if (!MakeCacheFilePath(path, id) || !Lock(id))
         return false;
-    Lock(id);
     struct stat st;
     bool exists = stat(path, &st) == 0 && S_ISREG(st.st_mode);
     UnLock(id);
@@ -169,11 +210,16 @@ void LQDCacheStore::MarkInvalid(int id)
     deleteThread.DeleteFile(id);
 }
 
-int LQDCacheNewImage(const LImageBuffer& buffer)
+int LQDCacheNewImage(const LImageBuffer& buffer, int* error)
 {
     int id = gQDCacheStore.CreateNewStore();
-    gQDCacheStore.Lock(id);
-    bool ok = gQDCacheStore.SetImage(buffer, id);
+    if (id < 0 || !gQDCacheStore.Lock(id))
+    {
+        if (error)
+            *error = ENOMEM;
+        return -1;
+    }
+    bool ok = gQDCacheStore.SetImage(buffer, id, error);
     gQDCacheStore.UnLock(id);
     if (ok)
         return id;
@@ -183,9 +229,8 @@ int LQDCacheNewImage(const LImageBuffer& buffer)
 
 bool LQDCacheSaveImage(const LImageBuffer& buffer, int id)
 {
-    if (id < 0)
+    if (id < 0 || !gQDCacheStore.Lock(id))
         return false;
-    gQDCacheStore.Lock(id);
     bool ok = gQDCacheStore.SetImage(buffer, id);
     gQDCacheStore.UnLock(id);
     return ok;
@@ -193,9 +238,8 @@ bool LQDCacheSaveImage(const LImageBuffer& buffer, int id)
 
 bool LQDCacheLoadImage(LImageBuffer& buffer, int id)
 {
-    if (id < 0)
+    if (id < 0 || !gQDCacheStore.Lock(id))
         return false;
-    gQDCacheStore.Lock(id);
     bool ok = gQDCacheStore.RetrieveImage(buffer, id);
     gQDCacheStore.UnLock(id);
     return ok;
@@ -218,14 +262,15 @@ DeleteFileThread::~DeleteFileThread()
     StopThreadNow();
 }
 
-void DeleteFileThread::Reserve(int id, size_t size)
+bool DeleteFileThread::Reserve(int id, size_t size)
 {
     if (id < 0)
-        return;
+        return true;
     LLockObjectGuard guard(lock);
-    if (vMarks.size() <= size_t(id))
-        vMarks.resize(size > size_t(id) ? size : size_t(id) + 1, 0);
+    if (!GrowFlags(vMarks, size_t(id) + 1, size))
+        return false;
     vMarks[size_t(id)] = 0;
+    return true;
 }
 
 void DeleteFileThread::DeleteFile(int id)
@@ -234,8 +279,9 @@ void DeleteFileThread::DeleteFile(int id)
         return;
     {
         LLockObjectGuard guard(lock);
-        if (vMarks.size() <= size_t(id))
-            vMarks.resize(size_t(id + 1) * 2, 0);
+        // CreateNewStore reserved the mark of every id it handed out; this only serves others.
+        if (!GrowFlags(vMarks, size_t(id) + 1, size_t(id + 1) * 2))
+            return;
         vMarks[size_t(id)] = 1;
     }
     soWake.Set();
@@ -260,33 +306,21 @@ bool DeleteFileThread::IsFileMarkedForDeletion(int id)
 
 void DeleteFileThread::CleanupCacheFolder()
 {
-    char folder[260];
-    if (!QDGetCacheFolder(folder))
-        return;
-    DIR* dir = opendir(folder);
-    if (!dir)
-        return;
-    while (dirent* entry = readdir(dir))
-    {
-        size_t len = strlen(entry->d_name);
-        if (len < 4 || strcasecmp(entry->d_name + len - 4, ".dat") != 0)
-            continue;
-        char path[520];
-        snprintf(path, sizeof(path), "%s/%s", folder, entry->d_name);
-        unlink(path);
-    }
-    closedir(dir);
+    gQDCacheFolder.RemoveOwnFiles();
 }
 
-void DeleteFileThread::StartThread(int priority)
+bool DeleteFileThread::StartThread(int priority)
 {
     soCleanedUp.Reset();
-    Start(priority);
+    if (!Start(priority))
+        return false;
     soCleanedUp.Wait(10000);
+    return true;
 }
 
 void DeleteFileThread::ThreadFunction()
 {
+    QDCacheFolder::RemoveAbandoned();
     CleanupCacheFolder();
     soCleanedUp.Set();
     for (;;)
@@ -301,17 +335,19 @@ void DeleteFileThread::ThreadFunction()
         }
         for (size_t id = 0; id < count && !IsToStop(); ++id)
         {
-            if (!IsFileMarkedForDeletion(int(id)))
+            if (!IsFileMarkedForDeletion(int(id)) || !gQDCacheStore.Lock(int(id)))
                 continue;
-            gQDCacheStore.Lock(int(id));
             // A write may have cancelled the mark while we waited for the file: then it stays.
-            bool stillMarked = IsFileMarkedForDeletion(int(id));
-            char path[260];
-            if (stillMarked && LQDCacheStore::MakeCacheFilePath(path, int(id)))
-                unlink(path);
-            gQDCacheStore.UnLock(int(id));
-            if (stillMarked)
+            // The mark is cleared before the flag goes: cleared later, it could swallow a new
+            // mark made after a new write, and leave a stale picture looking valid.
+            if (IsFileMarkedForDeletion(int(id)))
+            {
+                char path[LFILE_MAX_PATH];
+                if (LQDCacheStore::MakeCacheFilePath(path, int(id)))
+                    unlink(path);
                 DontDeleteFile(int(id));
+            }
+            gQDCacheStore.UnLock(int(id));
         }
     }
     CleanupCacheFolder();

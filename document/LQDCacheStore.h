@@ -1,5 +1,6 @@
 #pragma once
-// The disk cache of rendered pictures. An id names the file "%i.dat" in the cache folder: the
+// The disk cache of rendered pictures. An id names the file "%i.dat" in the process's cache
+// folder (QDCacheFolder.h): the
 // 56-byte LImageFormat of the picture followed by its pixels. -1 means no picture. Ids are never
 // reused within a run. Each id has a busy flag that a thread holds while it touches the file; the
 // store's own lock only guards the counter and the flags, never a file operation.
@@ -16,14 +17,16 @@ class LQDCacheStore
 public:
     LQDCacheStore();
 
+    // A new id, or -1 when memory for its flags runs out.
     int CreateNewStore();
     // Busy-waits while another thread holds the id, in steps growing to 100 ms. Ids below 0 do
-    // nothing.
-    void Lock(int id);
+    // nothing. False only when memory for the flag runs out.
+    bool Lock(int id);
     void UnLock(int id);
 
-    // The caller holds the id's busy flag.
-    bool SetImage(const LImageBuffer& buffer, int id);
+    // The caller holds the id's busy flag. error, when given, receives the system's error number
+    // of a failure (ENOSPC for a full disk, ENOMEM for an invalid picture).
+    bool SetImage(const LImageBuffer& buffer, int id, int* error = nullptr);
     // Any stored format comes back as B8G8R8A8.
     bool RetrieveImage(LImageBuffer& buffer, int id);
 
@@ -32,7 +35,7 @@ public:
     // Lazy: the delete thread removes the file later, unless a write or read comes first.
     void MarkInvalid(int id);
 
-    // Path of the file of an id; false when the cache folder can't be made.
+    // Path of the file of an id (LFILE_MAX_PATH bytes); false when the cache folder can't be made.
     static bool MakeCacheFilePath(char* path, int id);
 
     int iNextId = 0;
@@ -42,8 +45,8 @@ public:
 
 extern LQDCacheStore gQDCacheStore;
 
-// A new id holding the picture, or -1.
-int LQDCacheNewImage(const LImageBuffer& buffer);
+// A new id holding the picture, or -1; error as for SetImage.
+int LQDCacheNewImage(const LImageBuffer& buffer, int* error = nullptr);
 bool LQDCacheSaveImage(const LImageBuffer& buffer, int id);
 bool LQDCacheLoadImage(LImageBuffer& buffer, int id);
 bool LQDCacheValid(int id);

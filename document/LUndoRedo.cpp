@@ -16,13 +16,10 @@ void LUndoRedoGroup::Undo()
 
 void LUndoRedoGroup::Redo()
 {
-    // The list runs newest first; redo must replay in the order the changes were made.
-    std::vector<LUndoRedoItem*> items;
-    items.reserve(lFirst.GetCount());
-    for (LUndoRedoItem* item = lFirst.GetFirst(); item; item = item->GetNextItem())
-        items.push_back(item);
-    for (size_t i = items.size(); i-- > 0;)
-        items[i]->Redo();
+    // The list runs newest first; redo must replay in the order the changes were made. Walked
+    // by index from the end: groups are short, and a redo must not fail for want of memory.
+    for (size_t i = lFirst.GetCount(); i-- > 0;)
+        lFirst.GetAt(i)->Redo();
 }
 
 void LUndoRedoGroup::GetName(char* name)
@@ -88,15 +85,13 @@ void LUndoRedoStackNotifyWrapper::NotifyRedoTailRemoved()
     for (unsigned i = 0; i < lpStack->iPosition; ++i)
     {
         LUndoRedoItem* item = lpStack->GetItem(i);
-        for (LUndoRedoStackNotifyee* n : vNotifyees)
-            n->EvUndoRedoStackItemRemoved(item);
+        lNotifyees.ForEachNotifyee([&](LUndoRedoStackNotifyee* n) { n->EvUndoRedoStackItemRemoved(item); });
     }
 }
 
 void LUndoRedoStackNotifyWrapper::NotifyAdded(LUndoRedoItem* item)
 {
-    for (LUndoRedoStackNotifyee* n : vNotifyees)
-        n->EvUndoRedoStackItemAdded(item);
+    lNotifyees.ForEachNotifyee([&](LUndoRedoStackNotifyee* n) { n->EvUndoRedoStackItemAdded(item); });
 }
 
 void LUndoRedoStackNotifyWrapper::AddExistingItem(LUndoRedoItem* item)
@@ -111,8 +106,7 @@ void LUndoRedoStackNotifyWrapper::Undo()
     if (!lpStack->CanUndo())
         return;
     lpStack->Undo();
-    for (LUndoRedoStackNotifyee* n : vNotifyees)
-        n->EvUndoRedoStackPositionChanged();
+    lNotifyees.ForEachNotifyee([](LUndoRedoStackNotifyee* n) { n->EvUndoRedoStackPositionChanged(); });
 }
 
 void LUndoRedoStackNotifyWrapper::Redo()
@@ -120,8 +114,7 @@ void LUndoRedoStackNotifyWrapper::Redo()
     if (!lpStack->CanRedo())
         return;
     lpStack->Redo();
-    for (LUndoRedoStackNotifyee* n : vNotifyees)
-        n->EvUndoRedoStackPositionChanged();
+    lNotifyees.ForEachNotifyee([](LUndoRedoStackNotifyee* n) { n->EvUndoRedoStackPositionChanged(); });
 }
 
 void LUndoRedoStackNotifyWrapper::UndoAll()
@@ -129,8 +122,7 @@ void LUndoRedoStackNotifyWrapper::UndoAll()
     if (!lpStack->CanUndo())
         return;
     lpStack->UndoAll();
-    for (LUndoRedoStackNotifyee* n : vNotifyees)
-        n->EvUndoRedoStackPositionChanged();
+    lNotifyees.ForEachNotifyee([](LUndoRedoStackNotifyee* n) { n->EvUndoRedoStackPositionChanged(); });
 }
 
 void LUndoRedoStackNotifyWrapper::MarkCurrentStateAsSaved()
@@ -138,24 +130,15 @@ void LUndoRedoStackNotifyWrapper::MarkCurrentStateAsSaved()
     if (lpStack->IsEmpty() || lpStack->IsCurrentStateSaved())
         return;
     lpStack->MarkCurrentStateAsSaved();
-    for (LUndoRedoStackNotifyee* n : vNotifyees)
-        n->EvUndoRedoStackSaveFlagChanged();
+    lNotifyees.ForEachNotifyee([](LUndoRedoStackNotifyee* n) { n->EvUndoRedoStackSaveFlagChanged(); });
 }
 
 void LUndoRedoStackNotifyWrapper::AddNotifyee(LUndoRedoStackNotifyee* notifyee)
 {
-    for (LUndoRedoStackNotifyee* n : vNotifyees)
-        if (n == notifyee)
-            return;
-    vNotifyees.push_back(notifyee);
+    lNotifyees.AddNotifyee(notifyee);
 }
 
 void LUndoRedoStackNotifyWrapper::RemoveNotifyee(LUndoRedoStackNotifyee* notifyee)
 {
-    for (size_t i = 0; i < vNotifyees.size(); ++i)
-        if (vNotifyees[i] == notifyee)
-        {
-            vNotifyees.erase(vNotifyees.begin() + long(i));
-            return;
-        }
+    lNotifyees.RemoveNotifyee(notifyee);
 }

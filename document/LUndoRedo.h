@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "foundation/LList.h"
+#include "foundation/LNotifier.h"
 
 constexpr size_t LUNDO_NAME_SIZE = 260;
 
@@ -138,7 +139,8 @@ public:
     void RemoveNotifyee(LUndoRedoStackNotifyee* notifyee);
 
     LUndoRedoStack* lpStack;
-    std::vector<LUndoRedoStackNotifyee*> vNotifyees;
+    // A notifyee may leave, or remove another, while it is being told.
+    LNotifierList<LUndoRedoStackNotifyee> lNotifyees;
 
 private:
     void NotifyRedoTailRemoved();

@@ -1,10 +1,11 @@
 #include "document/QDFolders.h"
 
+#include "document/QDCacheFolder.h"
 #include "foundation/LFile.h"
 
 bool QDGetCacheFolder(char* path)
 {
-    return LFile::GetCacheFolder(path);
+    return gQDCacheFolder.GetPath(path);
 }
 
 bool QDGetSharedDataFolder(char* path)

@@ -1,5 +1,6 @@
 #include "document/QDImagePipeline.h"
 
+#include <cassert>
 #include <cstdio>
 
 size_t QDImagePipeline::GetNumVisibleElements() const
@@ -30,14 +31,23 @@ unsigned QDImagePipeline::GetHeight() const
     return e ? e->GetHeight() : 0;
 }
 
+// Checked before taking the lock: on the render's own thread the lock would never come.
+void QDImagePipeline::CheckNoRender() const
+{
+    assert(!IsHeldByRender() && "the element list changed while a render held the pipeline");
+}
+
 void QDImagePipeline::AddElement(QDImagePipelineElement* element)
 {
+    CheckNoRender();
     LLockObjectGuard guard(lock);
     lFirst.AddTail(element);
 }
 
 void QDImagePipeline::InsertElement(QDImagePipelineElement* element, size_t index)
 {
+    CheckNoRender();
+    LLockObjectGuard guard(lock);
     QDImagePipelineElement* at = lFirst.GetAt(index);
     if (!at)
     {
@@ -50,6 +60,7 @@ void QDImagePipeline::InsertElement(QDImagePipelineElement* element, size_t inde
 
 void QDImagePipeline::DeleteElement(QDImagePipelineElement* element)
 {
+    CheckNoRender();
     LLockObjectGuard guard(lock);
     QDImagePipelineElement* next = element->GetNextItem();
     if (lFirst.Detach(element) && next)
@@ -66,6 +77,8 @@ std::vector<QDImagePipelineElement*> QDImagePipeline::GetOrder() const
 
 void QDImagePipeline::SetOrder(const std::vector<QDImagePipelineElement*>& order)
 {
+    CheckNoRender();
+    LLockObjectGuard guard(lock);
     while (lFirst.DetachHead())
     {
     }
@@ -77,6 +90,7 @@ void QDImagePipeline::MoveElementAfter(QDImagePipelineElement* element, QDImageP
 {
     if (element == after)
         return;
+    CheckNoRender();
     std::vector<QDImagePipelineElement*> before = GetOrder();
     element->SetDirty();
     if (after)
@@ -84,14 +98,17 @@ void QDImagePipeline::MoveElementAfter(QDImagePipelineElement* element, QDImageP
     if (QDImagePipelineElement* next = element->GetNextItem())
         next->SetDirty();
 
-    bool inPlace = after ? after->GetNextItem() == element : lFirst.GetFirst() == element;
-    if (!inPlace)
     {
-        lFirst.Detach(element);
-        if (!after)
-            lFirst.AddHead(element);
-        else if (lFirst.IndexOf(after) >= 0)
-            lFirst.InsertAfter(after, element);
+        LLockObjectGuard guard(lock);
+        bool inPlace = after ? after->GetNextItem() == element : lFirst.GetFirst() == element;
+        if (!inPlace)
+        {
+            lFirst.Detach(element);
+            if (!after)
+                lFirst.AddHead(element);
+            else if (lFirst.IndexOf(after) >= 0)
+                lFirst.InsertAfter(after, element);
+        }
     }
     if (lpUndoStack)
         lpUndoStack->AddItem<QDImagePipelineReorderedUndoRedo>(this, std::move(before), GetOrder());

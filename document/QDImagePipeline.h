@@ -1,8 +1,12 @@
 #pragma once
 // The ordered list of elements of a project. Visibility is a prefix: everything behind the first
-// hidden element counts as hidden. The render thread holds the lock for a whole render; the main
-// thread takes it to add or delete, and stops the render thread before any other list change.
+// hidden element counts as hidden. The render thread holds the lock for a whole render, through a
+// QDImagePipelineRenderHold; the main thread stops the render thread before it changes the list.
+// The list-changing operations assert that no render holds the pipeline (debug and sanitizer
+// builds), and take the lock, so a change that slips through waits for the render instead of
+// pulling elements from under it.
 
+#include <atomic>
 #include <vector>
 
 #include "document/QDImagePipelineElement.h"
@@ -47,9 +51,37 @@ public:
     void SetOrder(const std::vector<QDImagePipelineElement*>& order);
     std::vector<QDImagePipelineElement*> GetOrder() const;
 
+    bool IsHeldByRender() const { return iRenderHolds.load(std::memory_order_acquire) > 0; }
+
     LUndoRedoStackNotifyWrapper* lpUndoStack = nullptr;
     LList<QDImagePipelineElement> lFirst;
     LLockObject lock;
+    std::atomic<int> iRenderHolds{0};
+
+private:
+    void CheckNoRender() const;
+};
+
+// A render's claim on a pipeline for its whole length: the lock, and the mark that the
+// list-changing operations check.
+class QDImagePipelineRenderHold
+{
+public:
+    explicit QDImagePipelineRenderHold(QDImagePipeline& pipeline) : rPipeline(pipeline)
+    {
+        rPipeline.lock.Lock();
+        rPipeline.iRenderHolds.fetch_add(1, std::memory_order_acq_rel);
+    }
+    QDImagePipelineRenderHold(const QDImagePipelineRenderHold&) = delete;
+    QDImagePipelineRenderHold& operator=(const QDImagePipelineRenderHold&) = delete;
+    ~QDImagePipelineRenderHold()
+    {
+        rPipeline.iRenderHolds.fetch_sub(1, std::memory_order_acq_rel);
+        rPipeline.lock.Unlock();
+    }
+
+private:
+    QDImagePipeline& rPipeline;
 };
 
 class QDImagePipelineReorderedUndoRedo : public LUndoRedoItem

@@ -11,6 +11,24 @@ QDImagePipelineElement::~QDImagePipelineElement()
     LQDCacheInvalidate(iLowResCacheId);
 }
 
+LProcessResult QDImagePipelineElement::SDFWriteElement(LProcessInterface&, LSDFFileWriter& writer)
+{
+    return writer.WriteString(3, GetTypeIdentifier()) ? LProcessResultSuccess : LProcessResultFailed;
+}
+
+LProcessResult QDImagePipelineElement::SDFLoadProperties(LProcessInterface& process, LSDFMemoryReader& reader,
+                                                         const LSDFMemoryChunk& chunk,
+                                                         const LList<QDEffectFactory>&)
+{
+    return SDFLoadProperties(process, reader, chunk);
+}
+
+LProcessResult QDImagePipelineElement::SDFLoadProperties(LProcessInterface&, LSDFMemoryReader&,
+                                                         const LSDFMemoryChunk&)
+{
+    return LProcessResultSuccess;
+}
+
 bool QDImagePipelineElement::GetPointTransformed(int& x, int& y) const
 {
     const double* t = adTransform;
@@ -28,6 +46,8 @@ bool QDImagePipelineElement::GetPointTransformed(int& x, int& y) const
 
 void QDImagePipelineElement::SetDirty()
 {
+    // Before the invalidation: a render that stores after it must see the counter moved.
+    iChangeCounter.fetch_add(1, std::memory_order_acq_rel);
     LQDCacheInvalidate(iLowResCacheId);
     LQDCacheInvalidate(iHighResCacheId);
 }
@@ -69,13 +89,17 @@ bool QDImagePipelineElement::IsDirty() const
 }
 
 // Stores under the element's id, taking a new one the first time. A failed store is only a
-// cache miss: the element renders again next time.
-static void StoreOutput(const LImageBuffer& buffer, int32_t& id)
+// cache miss: the element renders again next time. A change made while the output was being
+// rendered makes the stored picture stale: it goes again at once.
+static void StoreOutput(const LImageBuffer& buffer, int32_t& id, const QDImagePipelineElement& element,
+                        uint64_t counterBefore)
 {
     if (id < 0)
         id = LQDCacheNewImage(buffer);
     else
         LQDCacheSaveImage(buffer, id);
+    if (element.GetChangeCounter() != counterBefore)
+        LQDCacheInvalidate(id);
 }
 
 LProcessResult QDImagePipelineElement::GetHighResImage(LProcessInterface& process, LImageBuffer& buffer)
@@ -92,12 +116,13 @@ LProcessResult QDImagePipelineElement::GetHighResImage(LProcessInterface& proces
         process.SetProgress(1.0);
         return LProcessResultSuccess;
     }
+    const uint64_t counter = GetChangeCounter();
     LProcessResult result = RenderHighResImage(process, buffer);
     if (result != LProcessResultSuccess)
         return result;
     if (!buffer.IsValid())
         return LProcessResultFailed;
-    StoreOutput(buffer, iHighResCacheId);
+    StoreOutput(buffer, iHighResCacheId, *this, counter);
     return LProcessResultSuccess;
 }
 
@@ -107,12 +132,13 @@ LProcessResult QDImagePipelineElement::GetLowResImage(LProcessInterface& process
     {
         if (!(LQDCacheValid(iLowResCacheId) && LQDCacheLoadImage(buffer, iLowResCacheId)))
         {
+            const uint64_t counter = GetChangeCounter();
             LProcessResult result = RenderLowResImage(process, buffer);
             if (result != LProcessResultSuccess)
                 return result;
             if (!buffer.IsValid())
                 return LProcessResultFailed;
-            StoreOutput(buffer, iLowResCacheId);
+            StoreOutput(buffer, iLowResCacheId, *this, counter);
         }
     }
     process.SetProgress(1.0);

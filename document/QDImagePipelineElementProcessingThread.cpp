@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "document/LQDCacheStore.h"
 #include "document/QDProject.h"
 #include "image/LImageBuffer.h"
 
@@ -10,12 +11,12 @@ QDImagePipelineElementProcessingThread::~QDImagePipelineElementProcessingThread(
     StopThreadNow();
 }
 
-void QDImagePipelineElementProcessingThread::SetCurrentProjectAndStart(QDProject* project)
+bool QDImagePipelineElementProcessingThread::SetCurrentProjectAndStart(QDProject* project)
 {
     if (IsRunning())
         StopThreadNow();
     lpCurrentProject = project;
-    Start(LThreadPriorityBackground);
+    return Start(LThreadPriorityBackground);
 }
 
 bool QDImagePipelineElementProcessingThread::ProjectClosed(QDProject* project)
@@ -32,6 +33,12 @@ void QDImagePipelineElementProcessingThread::Post(int code, const void* data, si
 {
     if (lpNotifyHandler)
         lpNotifyHandler->PostNotifyFromSender(code, data, size);
+}
+
+void QDImagePipelineElementProcessingThread::PostSerial(int code, const QDProject* project)
+{
+    const uint64_t serial = project ? project->iSerial : 0;
+    Post(code, &serial, sizeof(serial));
 }
 
 void QDImagePipelineElementProcessingThread::SetProgress(double fraction)
@@ -60,28 +67,92 @@ void QDImagePipelineElementProcessingThread::ThreadFunction()
             break;
 }
 
+bool QDImagePipelineElementProcessingThread::TakeCounters(QDProject& project)
+{
+    try
+    {
+        vCounters.clear();
+        for (QDImagePipelineElement* e = project.pipeline.GetFirstElement(); e; e = e->GetNextItem())
+            vCounters.emplace_back(e, e->GetChangeCounter());
+    }
+    catch (...)
+    {
+        return false;
+    }
+    return true;
+}
+
+bool QDImagePipelineElementProcessingThread::CountersMoved() const
+{
+    for (const auto& [element, counter] : vCounters)
+        if (element->GetChangeCounter() != counter)
+            return true;
+    return false;
+}
+
 LProcessResult QDImagePipelineElementProcessingThread::RenderLoopHighLevel(QDProject& project)
 {
+    // The list is walked under the lock only, the test for work included.
+    QDImagePipelineRenderHold hold(project.pipeline);
     if (!project.bRenderRequested && !project.pipeline.IsDirty())
         return LProcessResultSuccess;
 
-    LLockObjectGuard guard(project.pipeline.lock);
-    std::vector<QDImagePipelineElement*> dirty;
-    for (QDImagePipelineElement* e = project.pipeline.GetFirstElement(); e; e = e->GetNextItem())
-        if (!dirty.empty() || e->IsDirty())
-        {
-            e->SetDirty();
-            dirty.push_back(e);
-        }
-
     dProgress = 0;
     strError.Clear();
-    QDProject* self = &project;
-    // The receiver of these two codes gets the project's list link, not the project.
-    Post(QDRenderNotifyBegin, self, QDRenderNotifySize);
+    // The receiver of these two codes gets the project's list successor, not the project.
+    PostSerial(QDRenderNotifyBegin, project.lpNext);
 
-    LImageBuffer buffer;
-    LProcessResult result = RenderLoop(project, buffer);
+    LProcessResult result = LProcessResultSuccess;
+    std::vector<QDImagePipelineElement*> dirty;
+    for (int attempt = 0;; ++attempt)
+    {
+        // From the first dirty element on, everything renders again.
+        bool listed = true;
+        try
+        {
+            dirty.clear();
+            for (QDImagePipelineElement* e = project.pipeline.GetFirstElement(); e; e = e->GetNextItem())
+                if (!dirty.empty() || e->IsDirty())
+                {
+                    e->SetDirty();
+                    dirty.push_back(e);
+                }
+        }
+        catch (...)
+        {
+            listed = false;
+        }
+        if (!listed || !TakeCounters(project))
+        {
+            strError = "Out of memory";
+            result = LProcessResultFailed;
+            break;
+        }
+
+        LImageBuffer buffer;
+        bool stale = false;
+        result = RenderLoop(project, buffer, stale);
+        if (result == LProcessResultSuccess && !stale)
+        {
+            // Stored, then verified: a change that came after the last look at the counters
+            // still leaves the new picture unreported.
+            project.SetRenderedHighResImage(buffer);
+            stale = CountersMoved();
+            if (!stale)
+                break;
+            LQDCacheInvalidate(project.iHighResCacheId);
+            project.bRenderRequested = true;
+        }
+        if (result != LProcessResultSuccess)
+            break;
+        // A property changed during the render: its element invalidated itself, and the next
+        // round renders from there with the new properties.
+        if (attempt + 1 >= kMaxStaleRenders || IsToStop())
+        {
+            result = LProcessResultCancelled;
+            break;
+        }
+    }
     if (result != LProcessResultSuccess)
         for (QDImagePipelineElement* e : dirty) // a partial result may be in the cache
             e->SetDirty();
@@ -90,16 +161,14 @@ LProcessResult QDImagePipelineElementProcessingThread::RenderLoopHighLevel(QDPro
     switch (result)
     {
     case LProcessResultCancelled:
-        Post(QDRenderNotifyCancelled, &self, QDRenderNotifySize);
+        PostSerial(QDRenderNotifyCancelled, &project);
         break;
     case LProcessResultSuccess:
-        project.SetRenderedHighResImage(buffer);
-        buffer.Destroy();
-        Post(QDRenderNotifyHighRes, &self, QDRenderNotifySize);
+        PostSerial(QDRenderNotifyHighRes, &project);
         project.SaveProjectFile();
         break;
     default:
-        Post(QDRenderNotifyFailed, self, QDRenderNotifySize);
+        PostSerial(QDRenderNotifyFailed, project.lpNext);
         break;
     }
     return result;
@@ -107,6 +176,16 @@ LProcessResult QDImagePipelineElementProcessingThread::RenderLoopHighLevel(QDPro
 
 LProcessResult QDImagePipelineElementProcessingThread::RenderLoop(QDProject& project, LImageBuffer& buffer)
 {
+    bool stale = false;
+    if (!TakeCounters(project))
+        return LProcessResultFailed;
+    return RenderLoop(project, buffer, stale);
+}
+
+LProcessResult QDImagePipelineElementProcessingThread::RenderLoop(QDProject& project, LImageBuffer& buffer,
+                                                                  bool& stale)
+{
+    stale = false;
     QDImagePipeline& pipeline = project.pipeline;
     const size_t N = pipeline.GetNumElements();
     const size_t V = pipeline.GetNumVisibleElements();
@@ -140,8 +219,13 @@ LProcessResult QDImagePipelineElementProcessingThread::RenderLoop(QDProject& pro
     if (buffer.IsValid())
         project.SetRenderedLowResImage(buffer);
     buffer.Destroy();
-    QDProject* self = &project;
-    Post(QDRenderNotifyLowRes, &self, QDRenderNotifySize);
+    if (CountersMoved())
+    {
+        LQDCacheInvalidate(project.iLowResCacheId);
+        stale = true;
+        return LProcessResultSuccess;
+    }
+    PostSerial(QDRenderNotifyLowRes, &project);
 
     size_t j = 0;
     for (QDImagePipelineElement* e = pipeline.GetFirstElement(); e; e = e->GetNextItem())
@@ -151,15 +235,16 @@ LProcessResult QDImagePipelineElementProcessingThread::RenderLoop(QDProject& pro
         if (skip(e))
             continue;
         if (j >= V)
-            return LProcessResultSuccess;
+            break;
         LProcessInterfaceSubProcess sub(*this, s * double(j) * 0.75, s * 0.75);
         LProcessResult r = e->GetHighResImage(sub, buffer);
         ++j;
         if (r != LProcessResultSuccess)
             return r;
         if (j == V)
-            return LProcessResultSuccess;
+            break;
     }
+    stale = CountersMoved();
     return LProcessResultSuccess;
 }
 

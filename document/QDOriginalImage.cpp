@@ -1,12 +1,16 @@
 #include "document/QDOriginalImage.h"
 
+#include <cerrno>
 #include <cmath>
+#include <new>
 #include <cstdio>
 #include <cstring>
 
+#include "codecs/LImageProcess.h"
 #include "document/LQDCacheStore.h"
 #include "document/QDImagePipeline.h"
 #include "document/QDProject.h"
+#include "document/QDProjectFile.h"
 #include "image/LImageBuffer.h"
 #include "image/LImageTransform.h"
 
@@ -21,27 +25,54 @@ int QDOriginalImage::LowResSize(int size, float scale)
     return v < 1 ? 1 : int(v);
 }
 
-QDOriginalImage::QDOriginalImage(const LImageBuffer& buffer, float lowResScale) : fLowResScale(lowResScale)
+QDOriginalImage* QDOriginalImage::Create(const LImageBuffer& buffer, float lowResScale, LString& error)
 {
-    bBaseElement = true;
-    iWidth = uint32_t(buffer.GetWidth());
-    iHeight = uint32_t(buffer.GetHeight());
-    iSourceCacheId = LQDCacheNewImage(buffer);
-    iHighResCacheId = LQDCacheNewImage(buffer);
-    // The reduction works on four channels, as everything loaded from the cache has.
-    const LImageBuffer* four = &buffer;
-    LImageBuffer converted;
-    if (buffer.GetPixelFormat() != B8G8R8A8 && LImage::New(converted, buffer.GetWidth(), buffer.GetHeight()))
+    error.Clear();
+    if (!buffer.IsValid())
     {
-        LConvertPixelFormat(converted, buffer);
-        four = &converted;
+        error = "Out of memory";
+        return nullptr;
     }
-    LImageBuffer low;
-    LProcessInterfaceVoid silent;
-    if (LImage::Resize(silent, *four, low, LowResSize(buffer.GetWidth(), fLowResScale),
-                       LowResSize(buffer.GetHeight(), fLowResScale), false,
-                       LImage::ResizeNearest) == LProcessResultSuccess)
-        iLowResCacheId = LQDCacheNewImage(low);
+    QDOriginalImage* image = new (std::nothrow) QDOriginalImage();
+    if (!image)
+    {
+        error = "Out of memory";
+        return nullptr;
+    }
+    image->fLowResScale = lowResScale;
+    image->iWidth = uint32_t(buffer.GetWidth());
+    image->iHeight = uint32_t(buffer.GetHeight());
+    int failure = 0;
+    image->iSourceCacheId = LQDCacheNewImage(buffer, &failure);
+    if (image->iSourceCacheId >= 0)
+        image->iHighResCacheId = LQDCacheNewImage(buffer, &failure);
+    if (image->iHighResCacheId >= 0)
+    {
+        // The reduction works on four channels, as everything loaded from the cache has.
+        const LImageBuffer* four = &buffer;
+        LImageBuffer converted;
+        if (buffer.GetPixelFormat() != B8G8R8A8)
+        {
+            if (LImage::New(converted, buffer.GetWidth(), buffer.GetHeight()))
+                LConvertPixelFormat(converted, buffer);
+            four = &converted;
+        }
+        LImageBuffer low;
+        LProcessInterfaceVoid silent;
+        if (four->IsValid() && LImage::Resize(silent, *four, low, LowResSize(buffer.GetWidth(), lowResScale),
+                                              LowResSize(buffer.GetHeight(), lowResScale), false,
+                                              LImage::ResizeNearest) == LProcessResultSuccess)
+            image->iLowResCacheId = LQDCacheNewImage(low, &failure);
+        else
+            failure = ENOMEM;
+    }
+    if (image->iLowResCacheId < 0)
+    {
+        error = failure == 0 || failure == ENOMEM ? "Out of memory" : strerror(failure);
+        delete image; // gives up what was stored
+        return nullptr;
+    }
+    return image;
 }
 
 QDOriginalImage::~QDOriginalImage()
@@ -124,6 +155,7 @@ bool QDOriginalImage::DeleteMaskedArea(const LImageBuffer& mask, QDImagePipeline
     }
     if (!LQDCacheSaveImage(result, iSourceCacheId))
         return false;
+    SourceChanged();
     SetDirty();
     if (group)
         group->AddItem<QDOriginalImageSelectionDeletion>(this, source, result);
@@ -150,6 +182,7 @@ void QDOriginalImageSelectionDeletion::Restore(int32_t id)
     LImageBuffer image;
     if (LQDCacheLoadImage(image, id))
         LQDCacheSaveImage(image, lpElement->iSourceCacheId);
+    lpElement->SourceChanged();
     lpElement->SetDirty();
 }
 
@@ -158,26 +191,164 @@ void QDOriginalImageSelectionDeletion::GetName(char* name)
     snprintf(name, LUNDO_NAME_SIZE, "Delete Selected Area");
 }
 
-QDOriginalImage* QDOriginalImageFactory::CreateLayer(QDProject& project, void* window, bool bAddUndo)
+// Written once per source and copied into every recovery file after that; speed counts more than
+// the last tenth of the size.
+static constexpr int kSourcePngLevel = 1;
+
+void QDOriginalImage::SourceChanged()
+{
+    LLockObjectGuard guard(loEncoded);
+    ++iSourceVersion;
+    pEncodedSource.reset();
+}
+
+std::shared_ptr<const std::vector<uint8_t>> QDOriginalImage::GetEncodedSource(LProcessInterface& process)
+{
+    uint64_t version;
+    {
+        LLockObjectGuard guard(loEncoded);
+        version = iSourceVersion;
+        if (pEncodedSource && iEncodedVersion == version)
+            return pEncodedSource;
+    }
+    LImageBuffer source;
+    if (!LQDCacheLoadImage(source, iSourceCacheId) || !source.IsValid())
+    {
+        process.SetError("The image could not be saved");
+        return nullptr;
+    }
+    auto bytes = std::make_shared<std::vector<uint8_t>>();
+    LOutputStream<LOutputStreamByteArray> stream;
+    LProcessPNGSave<LOutputStreamByteArray> save;
+    save.lpImage = &source;
+    save.lpStream = &stream;
+    save.iCompressionLevel = kSourcePngLevel;
+    if (Process(process, save) != LProcessResultSuccess)
+    {
+        if (!process.IsToStop())
+            process.SetError("The image could not be saved");
+        return nullptr;
+    }
+    stream.GetArray().swap(*bytes);
+    LLockObjectGuard guard(loEncoded);
+    // A source changed during the encode keeps its own, later PNG.
+    if (iSourceVersion == version)
+    {
+        pEncodedSource = bytes;
+        iEncodedVersion = version;
+    }
+    return bytes;
+}
+
+LProcessResult QDOriginalImage::SDFWriteElement(LProcessInterface& process, LSDFFileWriter& writer)
+{
+    const LProcessResult r = QDImagePipelineElement::SDFWriteElement(process, writer);
+    if (r != LProcessResultSuccess)
+        return r;
+    std::shared_ptr<const std::vector<uint8_t>> png = GetEncodedSource(process);
+    if (!png)
+        return process.IsToStop() ? LProcessResultCancelled : LProcessResultFailed;
+    return writer.StartContainer(QDChunkProperties) &&
+                   writer.WriteBlob(QDChunkBlob, png->data(), png->size()) &&
+                   writer.EndContainer(QDChunkProperties)
+               ? LProcessResultSuccess
+               : LProcessResultFailed;
+}
+
+LProcessResult QDOriginalImage::SDFLoadProperties(LProcessInterface& process, LSDFMemoryReader& reader,
+                                                  const LSDFMemoryChunk& chunk)
+{
+    for (LSDFMemoryChunkIterator it(reader, chunk); it.IsValid(); it.Next())
+    {
+        if (it->iId != QDChunkBlob)
+            continue;
+        const uint8_t* data = nullptr;
+        size_t size = 0;
+        LImageBuffer image;
+        LInputStream<LInputStreamBuffer> stream;
+        LProcessImageLoad<LInputStreamBuffer> load;
+        load.lpStream = &stream;
+        load.codec = LImageCodec(LImageCodecPNG);
+        load.lpImage = &image;
+        if (!it->GetData(data, size) || !QDProjectFilePngIsPlausible(data, size))
+        {
+            process.SetError("The image could not be loaded.");
+            return LProcessResultFailed;
+        }
+        stream.SetBuffer(data, size);
+        const LProcessResult r = Process(process, load);
+        if (r != LProcessResultSuccess)
+            return r;
+        const int32_t id = LQDCacheNewImage(image);
+        if (id < 0)
+        {
+            process.SetError("Out of memory");
+            return LProcessResultFailed;
+        }
+        LQDCacheInvalidate(iSourceCacheId);
+        iSourceCacheId = id;
+        iWidth = uint32_t(image.GetWidth());
+        iHeight = uint32_t(image.GetHeight());
+        // The file's own bytes are this source's PNG: a save of the loaded project re-encodes nothing.
+        auto bytes = std::make_shared<std::vector<uint8_t>>(data, data + size);
+        {
+            LLockObjectGuard guard(loEncoded);
+            pEncodedSource = bytes;
+            iEncodedVersion = ++iSourceVersion;
+        }
+        SetDirty();
+        return LProcessResultSuccess;
+    }
+    return reader.bOk ? LProcessResultSuccess : LProcessResultFailed;
+}
+
+QDOriginalImageFactory::QDOriginalImageFactory()
+    : QDEffectFactory("Original Image", "Insert an image into the current project", 408, "original_image")
+{
+}
+
+QDImagePipelineElement* QDOriginalImageFactory::CreateLayer(QDProject& project, LWindow* window,
+                                                            bool bAddUndo)
 {
     (void)window;
     QDOriginalImage* element = new QDOriginalImage();
     element->lpBackground = &project.crBackground;
     element->SetDirty();
     element->fLowResScale = project.viewport.fLowResScale;
-    snprintf(element->szFilePath, sizeof(element->szFilePath), "%s", project.szFilePath);
+    tstrcpy_s(element->szFilePath, project.szFilePath); // the same size
     project.AddPipelineElement(element, bAddUndo);
     return element;
 }
 
+QDImagePipelineElement* QDOriginalImageFactory::CreateLayer(QDImagePipeline& pipeline)
+{
+    QDOriginalImage* element = new QDOriginalImage();
+    pipeline.AddElement(element);
+    return element;
+}
+
+QDImagePipelineElement* QDOriginalImageFactory::CreateLayer() const
+{
+    return new QDOriginalImage();
+}
+
 QDOriginalImage* QDOriginalImageFactory::CreateLayer(QDProject& project, const LImageBuffer& buffer,
-                                                     bool bAddUndo, bool bUnused, const char* path)
+                                                     bool bAddUndo, bool bUnused, const char* path,
+                                                     LProcessInterface* process)
 {
     (void)bUnused;
-    QDOriginalImage* element = new QDOriginalImage(buffer, project.viewport.fLowResScale);
+    LString error;
+    QDOriginalImage* element = QDOriginalImage::Create(buffer, project.viewport.fLowResScale, error);
+    if (!element)
+    {
+        if (process)
+            process->SetError(error);
+        return nullptr;
+    }
     element->lpBackground = &project.crBackground;
-    if (path)
-        snprintf(element->szFilePath, sizeof(element->szFilePath), "%s", path);
+    // A path that was opened always fits; one that doesn't is left out rather than cut.
+    if (path && !tstrcpy_s(element->szFilePath, path))
+        element->szFilePath[0] = 0;
     project.AddPipelineElement(element, bAddUndo);
     return element;
 }

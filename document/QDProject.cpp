@@ -12,8 +12,9 @@
 QDProject::ProjectFileFunction QDProject::lpfnSaveProjectFile = nullptr;
 
 static std::atomic<int> giRecoveryFileCounter{0};
+static std::atomic<uint64_t> giNextSerial{1};
 
-QDProject::QDProject(unsigned width, unsigned height) : viewport(width, height, 0.2f)
+QDProject::QDProject(unsigned width, unsigned height) : iSerial(giNextSerial++), viewport(width, height, 0.2f)
 {
     snprintf(szRecoveryFileName, sizeof(szRecoveryFileName), "%d.zqp", giRecoveryFileCounter++);
     pipeline.lpUndoStack = &undoStack;
@@ -21,9 +22,8 @@ QDProject::QDProject(unsigned width, unsigned height) : viewport(width, height, 
 
 QDProject::~QDProject()
 {
-    char path[QD_PATH_SIZE];
-    if (QDGetSharedDataFolder(path) &&
-        snprintf(path + strlen(path), sizeof(path) - strlen(path), "/%s", szRecoveryFileName) > 0)
+    char folder[QD_PATH_SIZE], path[QD_PATH_SIZE];
+    if (QDGetSharedDataFolder(folder) && LFile::_MakeFilePath(path, folder, szRecoveryFileName, nullptr))
         unlink(path);
     LQDCacheInvalidate(iLowResCacheId);
     LQDCacheInvalidate(iHighResCacheId);
@@ -66,11 +66,34 @@ void QDProject::DeletePipelineElement(QDImagePipelineElement* element, bool bAdd
     long index = pipeline.GetElementIndex(element);
     if (index < 0)
         return;
+    // Kept for undo; without memory to keep it, it stays allocated to the end of the run
+    // rather than taking the program down.
+    try
+    {
+        vDetached.push_back(element);
+    }
+    catch (...)
+    {
+    }
     pipeline.DeleteElement(element);
-    vDetached.push_back(element);
     bRenderRequested = true;
     if (bAddUndo)
         undoStack.AddItem<QDProjectUndoRedoPipelineElementDeletion>(this, element, size_t(index));
+}
+
+bool QDProject::SetName(const char* name)
+{
+    return name && strlen(name) < sizeof(szName) && tstrcpy_s(szName, name);
+}
+
+bool QDProject::SetFilePath(const char* path)
+{
+    return path && strlen(path) < sizeof(szFilePath) && tstrcpy_s(szFilePath, path);
+}
+
+bool QDProject::SetCloudPath(const char* path)
+{
+    return path && strlen(path) < sizeof(szCloudPath) && tstrcpy_s(szCloudPath, path);
 }
 
 void QDProject::SetBackground(const LGuiColorAlpha& colour)
@@ -98,12 +121,15 @@ bool QDProject::HasUnsavedChanges() const
 
 ERROR_CODE_SAVE QDProject::Save(const char* path, const LImageEncodeSettings& settings)
 {
+    // A path the project couldn't keep is refused before anything is written.
+    if (!path || strlen(path) >= sizeof(szFilePath))
+        return ERROR_CODE_SAVE_ENCODE;
     LImageBuffer image;
     if (!LQDCacheLoadImage(image, iHighResCacheId) || !image.IsValid())
         return ERROR_CODE_SAVE_PREPARE;
     if (!LImage::Save(image, path, settings, 3000))
         return ERROR_CODE_SAVE_ENCODE;
-    snprintf(szFilePath, sizeof(szFilePath), "%s", path);
+    SetFilePath(path);
     undoStack.MarkCurrentStateAsSaved();
     iVisibleElementsAtSave = uint32_t(GetNumVisibleElements());
     encodeSettings = settings;
@@ -166,4 +192,18 @@ void QDProjectUndoRedoPipelineElementDeletion::Redo()
 void QDProjectUndoRedoPipelineElementDeletion::GetName(char* name)
 {
     snprintf(name, LUNDO_NAME_SIZE, "Delete %s Effect", lpElement->GetName());
+}
+
+QDProject* QDProjectFromNotification(QDProject* first, const void* data, size_t size)
+{
+    uint64_t serial = 0;
+    if (!data || size != sizeof(serial))
+        return nullptr;
+    memcpy(&serial, data, sizeof(serial));
+    if (serial == 0)
+        return nullptr;
+    for (QDProject* p = first; p; p = p->lpNext)
+        if (p->iSerial == serial)
+            return p;
+    return nullptr;
 }

@@ -13,9 +13,11 @@
 #include "document/LUndoRedo.h"
 #include "document/QDImagePipeline.h"
 #include "document/QDViewport.h"
+#include "foundation/LFile.h"
 #include "foundation/LString.h"
 
-constexpr size_t QD_PATH_SIZE = 260;
+// Room for any path the system accepts; a longer one is refused, never cut.
+constexpr size_t QD_PATH_SIZE = LFILE_MAX_PATH;
 
 enum ERROR_CODE_SAVE : int
 {
@@ -61,6 +63,11 @@ public:
     QDImagePipelineElement* GetOriginalImage() const { return pipeline.GetFirstElement(); }
     unsigned& GetPPIRef() { return iPPI; }
 
+    // False, leaving the field as it was, for text that doesn't fit.
+    bool SetName(const char* name);
+    bool SetFilePath(const char* path);
+    bool SetCloudPath(const char* path);
+
     void SetBackground(const LGuiColorAlpha& colour);
     // With a vetoer, the path's format must also be one it lets the program write.
     bool HasSavedFilePath(const LImageCodecVetoer* vetoer = nullptr) const;
@@ -72,6 +79,9 @@ public:
     void SetRenderedHighResImage(const LImageBuffer& buffer);
 
     QDProject* lpNext = nullptr;
+    // Names the project in messages between threads: unique in the process, from 1, never reused,
+    // so a message about a project that has gone can't reach another one at the same address.
+    const uint64_t iSerial;
     char szName[QD_PATH_SIZE] = {};
     char szFilePath[QD_PATH_SIZE] = {};
     char szCloudPath[QD_PATH_SIZE] = {};
@@ -129,3 +139,7 @@ public:
     QDImagePipelineElement* lpElement;
     size_t iIndex;
 };
+
+// The project a render notification names, found by its serial in the list from first; null when
+// the data isn't a serial or the project has gone (then the notification is dropped).
+QDProject* QDProjectFromNotification(QDProject* first, const void* data, size_t size);

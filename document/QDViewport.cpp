@@ -90,26 +90,15 @@ void QDViewport::SetBounds(const LBoundingBox2T<double>& box, bool bForce)
 
 void QDViewport::AddNotifyee(QDViewportNotifyee* notifyee)
 {
-    for (QDViewportNotifyee* n : vNotifyees)
-        if (n == notifyee)
-            return;
-    vNotifyees.push_back(notifyee);
+    lNotifyees.AddNotifyee(notifyee);
 }
 
 void QDViewport::RemoveNotifyee(QDViewportNotifyee* notifyee)
 {
-    for (size_t i = 0; i < vNotifyees.size(); ++i)
-        if (vNotifyees[i] == notifyee)
-        {
-            vNotifyees.erase(vNotifyees.begin() + long(i));
-            return;
-        }
+    lNotifyees.RemoveNotifyee(notifyee);
 }
 
 void QDViewport::NotifyBoundsChanged()
 {
-    // A listener may unregister itself while being told.
-    std::vector<QDViewportNotifyee*> copy = vNotifyees;
-    for (QDViewportNotifyee* n : copy)
-        n->EvViewportBoundsChanged(*this);
+    lNotifyees.ForEachNotifyee([this](QDViewportNotifyee* n) { n->EvViewportBoundsChanged(*this); });
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "document/LBoundingBox2.h"
+#include "foundation/LNotifier.h"
 
 // Nine-point anchor of a size change.
 enum ANCHOR : int
@@ -57,7 +58,8 @@ public:
     void RemoveNotifyee(QDViewportNotifyee* notifyee);
     void NotifyBoundsChanged();
 
-    std::vector<QDViewportNotifyee*> vNotifyees;
+    // A notifyee may leave, or remove another, while it is being told.
+    LNotifierList<QDViewportNotifyee> lNotifyees;
 
 private:
     void ApplyWidth(double width, ANCHOR anchor);

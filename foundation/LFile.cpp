@@ -1,6 +1,7 @@
 #include "foundation/LFile.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
@@ -84,17 +85,34 @@ bool CopyData(int in, int out)
     }
 }
 
-void SyncFolderOf(const char* path)
+std::string FolderOf(const char* path)
 {
-    char folder[LFILE_MAX_PATH];
-    if (!LFile::_GetFolderFromPath(folder, path))
-        return;
-    int fd = open(folder[0] ? folder : ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd >= 0)
-    {
-        fsync(fd);
-        close(fd);
-    }
+    const char* slash = strrchr(path, '/');
+    if (!slash)
+        return ".";
+    return slash == path ? std::string("/") : std::string(path, size_t(slash - path));
+}
+
+// A rename is only durable once the folder holding the new name is.
+bool SyncFolderOf(const char* path)
+{
+    int fd = open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    const bool ok = fsync(fd) == 0;
+    close(fd);
+    return ok;
+}
+
+// A file this process may not read can't be synced by name; whoever wrote it synced it.
+bool SyncFile(const char* path)
+{
+    int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return errno == EACCES;
+    const bool ok = fsync(fd) == 0;
+    close(fd);
+    return ok;
 }
 
 // Copies from into a new temporary file beside to, syncs it and renames it over to.
@@ -221,8 +239,16 @@ bool CreateFolder(const char* path)
 
 bool MoveFile(const char* from, const char* to)
 {
+    if (!SyncFile(from))
+        return false;
     if (rename(from, to) == 0)
-        return true;
+    {
+        // The new name first: it is the one the caller reports.
+        bool ok = SyncFolderOf(to);
+        if (FolderOf(from) != FolderOf(to))
+            SyncFolderOf(from);
+        return ok;
+    }
     if (errno != EXDEV)
         return false;
     if (!CopyReplacing(from, to))
@@ -234,6 +260,60 @@ bool MoveFile(const char* from, const char* to)
 bool CopyFile(const char* from, const char* to)
 {
     return CopyReplacing(from, to);
+}
+
+bool ResolveLinks(const char* path, char* out)
+{
+    out[0] = 0;
+    if (!path || !path[0])
+    {
+        errno = ENOENT;
+        return false;
+    }
+    std::string current = path;
+    // The kernel's own limit on links followed in one lookup.
+    for (int hops = 0; hops <= 40; ++hops)
+    {
+        if (current.size() >= LFILE_MAX_PATH)
+        {
+            errno = ENAMETOOLONG;
+            return false;
+        }
+        struct stat st;
+        if (lstat(current.c_str(), &st) != 0 || !S_ISLNK(st.st_mode))
+            return CopyOut(out, current);
+        std::string target(LFILE_MAX_PATH, '\0');
+        ssize_t n = readlink(current.c_str(), target.data(), target.size());
+        if (n <= 0)
+            return false;
+        if (size_t(n) >= target.size())
+        {
+            errno = ENAMETOOLONG;
+            return false;
+        }
+        target.resize(size_t(n));
+        current = target[0] == '/' ? target : FolderOf(current.c_str()) + "/" + target;
+    }
+    errno = ELOOP;
+    return false;
+}
+
+unsigned GetUmask()
+{
+    unsigned mask = 022;
+    if (FILE* f = fopen("/proc/self/status", "re"))
+    {
+        char line[256];
+        unsigned value;
+        while (fgets(line, sizeof(line), f))
+            if (sscanf(line, "Umask: %o", &value) == 1)
+            {
+                mask = value;
+                break;
+            }
+        fclose(f);
+    }
+    return mask & 0777;
 }
 
 bool GetUserDataFolderApp(char* path)
@@ -362,11 +442,10 @@ bool FolderIterator::IsHiddenFolder() const
 
 bool LFileTempPath(char* out, const char* targetPath, const char* extension)
 {
-    char folder[LFILE_MAX_PATH];
-    if (!targetPath || !LFile::_GetFolderFromPath(folder, targetPath))
+    if (!targetPath)
         return LFileTempPathInTempFolder(out, extension);
     // Hidden, so a folder view doesn't flash the half-written file.
-    std::string pattern = std::string(folder[0] ? folder : ".") + "/.quendrel-XXXXXX";
+    std::string pattern = FolderOf(targetPath) + "/.quendrel-XXXXXX";
     const size_t suffix = extension ? strlen(extension) : 0;
     pattern += extension ? extension : "";
     if (pattern.size() >= LFILE_MAX_PATH)

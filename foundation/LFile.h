@@ -1,11 +1,11 @@
 #pragma once
 // Files and folders: existence tests, path pieces, folder iteration, atomic moves and the
-// application's folders. Out buffers are fixed paths of LFILE_MAX_PATH bytes; a result that
-// doesn't fit fails and leaves an empty string.
+// application's folders. Out buffers are fixed paths of LFILE_MAX_PATH bytes, room for any path
+// the system accepts; a result that doesn't fit fails and leaves an empty string, never a cut one.
 
 #include <cstddef>
 
-constexpr size_t LFILE_MAX_PATH = 260;
+constexpr size_t LFILE_MAX_PATH = 4096; // PATH_MAX, terminator included
 
 namespace LFile
 {
@@ -28,10 +28,18 @@ bool DeleteFile(const char* path);
 // Creates the folder and missing parents, mode 0700; true when it exists afterwards.
 bool CreateFolder(const char* path);
 // Atomic on one file system. Across file systems the data goes to a temporary file beside the
-// target, is synced and renamed over it, so the target is never half-written.
+// target, is synced and renamed over it, so the target is never half-written. Either way the
+// data reaches the disk before the rename and the new name before the call returns.
 bool MoveFile(const char* from, const char* to);
 // Copies through a temporary file beside the target, which is replaced atomically.
 bool CopyFile(const char* from, const char* to);
+
+// Follows path while it names a symbolic link, to the file it finally stands for (which need not
+// exist yet); a relative link counts from its own folder. False for a loop or a result that
+// doesn't fit.
+bool ResolveLinks(const char* path, char* out);
+// The process's file creation mask, read without changing it.
+unsigned GetUmask();
 
 bool GetUserDataFolderApp(char* path);                            // created 0700
 bool GetUserDataFolderAppSubFolder(const char* name, char* path); // created 0700

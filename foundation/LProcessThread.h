@@ -77,7 +77,11 @@ public:
     // Runs the process and waits through the parent, which may pump its events meanwhile.
     LProcessResult Run(int priority = LThreadPriorityNormal)
     {
-        Start(priority);
+        if (!Start(priority))
+        {
+            lpParentInterface->SetError("Out of memory");
+            return LProcessResultFailed;
+        }
         for (;;)
         {
             int w = lpParentInterface->ProcessWaitSignal(soFinished, 100);

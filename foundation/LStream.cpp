@@ -1,6 +1,8 @@
 #include "foundation/LStream.h"
 
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -223,11 +225,35 @@ bool LOutputStreamFile::Open(const char* path, LFileLockMode lock, int timeoutMs
         ::close(file);
         return false;
     }
+    // The buffer is allocated once here, so writing never has to grow it.
+    uint8_t* buffer = static_cast<uint8_t*>(malloc(kBufferSize));
+    if (!buffer)
+    {
+        ::close(file);
+        return false;
+    }
     iFile = file;
     bFailed = false;
+    iError = 0;
     nBufferFill = 0;
-    arBuffer.resize(kBufferSize);
+    lpBuffer = buffer;
     return true;
+}
+
+void LOutputStreamFile::Fail(int error)
+{
+    if (!bFailed)
+        iError = error ? error : EIO;
+    bFailed = true;
+}
+
+bool LOutputStreamFile::Sync()
+{
+    if (!Flush())
+        return false;
+    if (fsync(iFile) != 0)
+        Fail(errno);
+    return !bFailed;
 }
 
 bool LOutputStreamFile::Flush()
@@ -236,8 +262,8 @@ bool LOutputStreamFile::Flush()
         return false;
     if (nBufferFill > 0)
     {
-        if (!WriteAll(iFile, arBuffer.data(), nBufferFill))
-            bFailed = true;
+        if (!WriteAll(iFile, lpBuffer, nBufferFill))
+            Fail(errno);
         nBufferFill = 0;
     }
     return !bFailed;
@@ -249,10 +275,13 @@ bool LOutputStreamFile::Close()
         return false;
     bool ok = Flush();
     if (::close(iFile) != 0)
+    {
+        Fail(errno);
         ok = false;
+    }
     iFile = -1;
-    arBuffer.clear();
-    arBuffer.shrink_to_fit();
+    free(lpBuffer);
+    lpBuffer = nullptr;
     return ok;
 }
 
@@ -268,11 +297,11 @@ bool LOutputStreamFile::WriteRaw(const void* data, size_t size)
         if (size >= kBufferSize)
         {
             if (!WriteAll(iFile, in, size))
-                bFailed = true;
+                Fail(errno);
             return !bFailed;
         }
     }
-    memcpy(arBuffer.data() + nBufferFill, in, size);
+    memcpy(lpBuffer + nBufferFill, in, size);
     nBufferFill += size;
     return true;
 }
@@ -291,7 +320,7 @@ bool LOutputStreamFile::Seek64(int64_t position)
         return false;
     if (lseek(iFile, off_t(position), SEEK_SET) < 0)
     {
-        bFailed = true;
+        Fail(errno);
         return false;
     }
     return true;
@@ -303,8 +332,20 @@ bool LOutputStreamByteArray::WriteRaw(const void* data, size_t size)
 {
     if (size == 0)
         return true;
+    if (size > SIZE_MAX - nPos)
+        return false;
     if (nPos + size > arData.size())
-        arData.resize(nPos + size); // fills a gap left by a seek past the end with zeros
+    {
+        // Growth that runs out of memory is a failed write, like a full disk for a file.
+        try
+        {
+            arData.resize(nPos + size); // fills a gap left by a seek past the end with zeros
+        }
+        catch (...)
+        {
+            return false;
+        }
+    }
     memcpy(arData.data() + nPos, data, size);
     nPos += size;
     return true;

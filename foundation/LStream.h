@@ -158,16 +158,24 @@ public:
     // Flushes first; writing after a seek past the end leaves a gap of zeros.
     bool Seek64(int64_t position);
     bool Flush();
+    // Flushes and waits until the data is on the disk.
+    bool Sync();
     // False once any write, seek or flush has failed; Close reports it too.
     bool IsGood() const { return !bFailed; }
+    // The system's error number of the first failure (ENOSPC for a full disk), 0 without one.
+    int GetError() const { return iError; }
+    int GetDescriptor() const { return iFile; }
 
 private:
     static constexpr size_t kBufferSize = 65536;
 
+    void Fail(int error);
+
     int iFile = -1;
     bool bFailed = false;
+    int iError = 0;
     size_t nBufferFill = 0;
-    std::vector<uint8_t> arBuffer;
+    uint8_t* lpBuffer = nullptr;
 };
 
 // Write side of a growing byte array.

@@ -147,7 +147,9 @@ public:
     {
         if (this != &other)
         {
-            nLength = 0;
+            // Clear, not just a zero length: an empty other appends nothing, and the old text
+            // would still be read through the conversion.
+            Clear();
             Append(other.lpData, other.nLength);
         }
         return *this;
@@ -160,18 +162,16 @@ public:
     }
     LStringLongTemplate& operator=(const T* text)
     {
-        if (text >= lpData && text < lpData + nCapacity && lpData)
+        if (IsInside(text))
         {
             // Part of ourselves: move it down instead of reading freed memory.
-            size_t n = tstrlen(text);
+            const size_t n = BoundedLength(text, Remaining(text));
             memmove(lpData, text, n * sizeof(T));
             nLength = n;
             lpData[n] = 0;
             return *this;
         }
-        nLength = 0;
-        if (lpData)
-            lpData[0] = 0;
+        Clear();
         Append(text);
         return *this;
     }
@@ -203,19 +203,34 @@ public:
         return true;
     }
 
-    bool Append(const T* text) { return text ? Append(text, tstrlen(text)) : true; }
+    bool Append(const T* text)
+    {
+        if (!text)
+            return true;
+        return Append(text, IsInside(text) ? Remaining(text) : tstrlen(text));
+    }
     bool Append(const T* text, size_t count)
     {
-        if (count == 0)
+        if (count == 0 || !text)
             return true;
-        if (text >= lpData && text < lpData + nCapacity && lpData)
-        {
-            LStringLongTemplate copy(text); // appending part of ourselves
-            return Append(copy.lpData, count < copy.nLength ? count : copy.nLength);
-        }
-        if (!GrowToSize(nLength + count))
+        if (count > kMaxLength - nLength)
             return false;
-        memcpy(lpData + nLength, text, count * sizeof(T));
+        if (IsInside(text))
+        {
+            // Part of ourselves, which growing may move: keep the offset, and read no further
+            // than our own terminator (bytes behind it are stale).
+            const size_t offset = size_t(text - lpData);
+            count = BoundedLength(text, count < Remaining(text) ? count : Remaining(text));
+            if (!GrowToSize(nLength + count))
+                return false;
+            memmove(lpData + nLength, lpData + offset, count * sizeof(T));
+        }
+        else
+        {
+            if (!GrowToSize(nLength + count))
+                return false;
+            memcpy(lpData + nLength, text, count * sizeof(T));
+        }
         nLength += count;
         lpData[nLength] = 0;
         return true;
@@ -262,9 +277,11 @@ public:
     // Room for n characters and a terminator; false when memory runs out.
     bool GrowToSize(size_t n)
     {
+        if (n > kMaxLength)
+            return false;
         if (n + 1 <= nCapacity)
             return true;
-        size_t capacity = nCapacity < 16 ? 16 : nCapacity * 2;
+        size_t capacity = nCapacity < 16 ? 16 : (nCapacity > kMaxLength / 2 ? kMaxLength + 1 : nCapacity * 2);
         if (capacity < n + 1)
             capacity = n + 1;
         T* data = static_cast<T*>(realloc(lpData, capacity * sizeof(T)));
@@ -298,10 +315,31 @@ public:
     int vsprintfappend(const char* format, va_list args);
 
 private:
+    // Keeps length + terminator, times the character size, inside a size_t.
+    static constexpr size_t kMaxLength = (~size_t(0)) / sizeof(T) / 2;
+
     static const T* Empty()
     {
         static const T empty[1] = {0};
         return empty;
+    }
+    bool IsInside(const T* text) const
+    {
+        return text && lpData && text >= lpData && text < lpData + nCapacity;
+    }
+    // Characters of ours from text, which is inside, up to the terminator.
+    size_t Remaining(const T* text) const
+    {
+        const size_t offset = size_t(text - lpData);
+        return offset < nLength ? nLength - offset : 0;
+    }
+    // Length of text, looking at no more than limit characters.
+    static size_t BoundedLength(const T* text, size_t limit)
+    {
+        size_t n = 0;
+        while (n < limit && text[n])
+            ++n;
+        return n;
     }
 };
 
@@ -435,20 +473,49 @@ public:
     }
     LStringShortTemplate& operator=(const T* text)
     {
-        LStringShortTemplate copy(text); // text may point into ourselves
+        const T* data = Data();
+        if (text && text >= data && text < data + nCapacity)
+        {
+            // Part of ourselves: move it down, up to our own terminator.
+            size_t n = 0;
+            while (text + n < data + nLength && text[n])
+                ++n;
+            memmove(Data(), text, n * sizeof(T));
+            nLength = n;
+            Data()[n] = 0;
+            return *this;
+        }
         Clear();
-        Append(copy.GetString(), copy.nLength);
+        Append(text);
         return *this;
     }
 
-    bool Append(const T* text) { return text ? Append(text, tstrlen(text)) : true; }
+    bool Append(const T* text)
+    {
+        if (!text)
+            return true;
+        const T* old = Data();
+        if (text >= old && text < old + nCapacity)
+        {
+            // Part of ourselves: the text ends at our terminator at the latest.
+            size_t n = 0;
+            while (text + n < old + nLength && text[n])
+                ++n;
+            return Append(text, n);
+        }
+        return Append(text, tstrlen(text));
+    }
     bool Append(const T* text, size_t count)
     {
-        if (count == 0)
+        if (count == 0 || !text)
             return true;
         const T* old = Data();
         const bool inside = text >= old && text < old + nCapacity;
         const size_t offset = inside ? size_t(text - old) : 0;
+        if (inside && count > nLength - (offset < nLength ? offset : nLength))
+            count = nLength - (offset < nLength ? offset : nLength);
+        if (count > (~size_t(0)) / sizeof(T) / 2 - nLength)
+            return false;
         if (nLength + count + 1 > nCapacity && !Grow(nLength + count + 1))
             return false;
         if (inside)

@@ -62,7 +62,6 @@ bool LThread::Start(int priority)
     pthread_t handle;
     if (pthread_create(&handle, nullptr, &LThread::ThreadEntry, this) != 0)
     {
-        // Out of threads: the caller hears of it, and a waiter for the end doesn't hang.
         bRunning = false;
         return false;
     }
@@ -192,13 +191,19 @@ bool LDetachedThread::ThreadEnding()
     return mine;
 }
 
-void LDetachedThreadsOwner::StartThread(LDetachedThread* thread, int priority)
+bool LDetachedThreadsOwner::StartThread(LDetachedThread* thread, int priority)
 {
     thread->lpOwner = this;
-    // Held across Start so that a thread which ends at once can't destroy itself under it.
-    LLockObjectGuard guard(lockThreads);
-    listThreads.AddTail(thread);
-    thread->Start(priority);
+    {
+        // Held across Start so that a thread which ends at once can't destroy itself under it.
+        LLockObjectGuard guard(lockThreads);
+        listThreads.AddTail(thread);
+        if (thread->Start(priority))
+            return true;
+        listThreads.Detach(thread);
+    }
+    delete thread;
+    return false;
 }
 
 void LDetachedThreadsOwner::StopThreadsSoon()

@@ -29,8 +29,8 @@ public:
     virtual void ThreadFunction() = 0;
 
     // Starts a run unless one is running. A previous run that has ended is waited for first, so
-    // an object can be started again. False when the system refused a new thread; the object is
-    // then not running.
+    // an object can be started again. False when the system can't make the thread (too many
+    // threads, no memory): then nothing runs and the object can be started later.
     bool Start(int priority);
     // At the calling thread's priority, 20 when that can't be read.
     bool StartSame();
@@ -95,8 +95,8 @@ public:
     LDetachedThreadsOwner& operator=(const LDetachedThreadsOwner&) = delete;
     ~LDetachedThreadsOwner() { StopThreadsNow(); }
 
-    // Takes ownership of thread.
-    void StartThread(LDetachedThread* thread, int priority);
+    // Takes ownership of thread; one that can't be started is destroyed at once and gives false.
+    bool StartThread(LDetachedThread* thread, int priority);
     void StopThreadsSoon();
     void StopThreadsNow();
     size_t GetCount();

@@ -1,6 +1,7 @@
 #include "foundation/LUserSettings.h"
 
 #include "foundation/LFile.h"
+#include "foundation/LFileAtomicWriter.h"
 
 #include <cerrno>
 #include <cmath>
@@ -84,22 +85,22 @@ bool GetCipherKey(unsigned char* key)
         }
         if (errno != ENOENT)
             return false;
-        char temp[LFILE_MAX_PATH];
-        if (!LFileTempPath(temp, path, nullptr))
-            return false;
         unsigned char fresh[kKeySize];
-        bool ok = RAND_bytes(fresh, int(kKeySize)) == 1;
-        fd = open(temp, O_WRONLY | O_CLOEXEC);
-        ok = ok && fd >= 0 && write(fd, fresh, kKeySize) == ssize_t(kKeySize) && fsync(fd) == 0;
-        if (fd >= 0)
-            close(fd);
-        ok = ok && link(temp, path) == 0;
-        unlink(temp);
-        if (ok)
+        LFileAtomicWriter writer;
+        if (RAND_bytes(fresh, int(kKeySize)) != 1 ||
+            writer.Begin(path, LFileModePrivate) != LFileAtomicWriterSuccess ||
+            !writer.GetStream().Write(fresh, kKeySize))
+            return false;
+        const LFileAtomicWriterResult result = writer.CommitNoReplace();
+        if (result == LFileAtomicWriterSuccess)
         {
             memcpy(key, fresh, kKeySize);
+            OPENSSL_cleanse(fresh, sizeof(fresh));
             return true;
         }
+        OPENSSL_cleanse(fresh, sizeof(fresh));
+        if (result != LFileAtomicWriterExists)
+            return false;
         // Another process won the race: read its key.
     }
     return false;

@@ -2,18 +2,18 @@
 
 #include <algorithm>
 #include <cstring>
+#include <atomic>
 #include <memory>
-#include <vector>
+#include <new>
 
 #include "image/LImgProBands.h"
 
 namespace
 {
 // One line of n pixels at a pixel step: out[x] = mean of in[max(0,x-r) .. min(n-1,x+r)], the
-// window growing from r+1 pixels, sliding, then shrinking.
-void BoxLine(uint8_t* p, ptrdiff_t step, int n, int r, std::vector<uint8_t>& tmp)
+// window growing from r+1 pixels, sliding, then shrinking. tmp holds n pixels.
+void BoxLine(uint8_t* p, ptrdiff_t step, int n, int r, uint8_t* tmp)
 {
-    tmp.resize(size_t(n) * 4);
     for (int x = 0; x < n; ++x)
         memcpy(&tmp[size_t(x) * 4], p + x * step, 4);
     uint32_t sum[4] = {0, 0, 0, 0};
@@ -54,29 +54,24 @@ LProcessResult LImageBoxBlur(LProcessInterface& oProcess, LImageBuffer& oImage, 
     const int r = int(std::min<unsigned long>(iRadius, (n - 1) / 2));
     const ptrdiff_t rowStep = oImage.GetFormat().bUpsideDown ? -ptrdiff_t(oImage.GetWidthBytes())
                                                              : ptrdiff_t(oImage.GetWidthBytes());
-    std::vector<uint8_t> tmp;
+    std::unique_ptr<uint8_t[]> tmp(new (std::nothrow) uint8_t[size_t(n) * 4]);
+    if (!tmp)
+    {
+        oProcess.SetError("Out of memory");
+        return LProcessResultFailed;
+    }
     for (unsigned long l = iFirst; l < last; ++l)
     {
         if (oProcess.IsToStop())
             return LProcessResultCancelled;
         if (bHorizontal)
-            BoxLine(oImage.GetRow(int(l)), 4, n, r, tmp);
+            BoxLine(oImage.GetRow(int(l)), 4, n, r, tmp.get());
         else
-            BoxLine(oImage.GetRow(0) + l * 4, rowStep, n, r, tmp);
+            BoxLine(oImage.GetRow(0) + l * 4, rowStep, n, r, tmp.get());
         if (oProcess.IsToStop())
             return LProcessResultCancelled;
     }
     return LProcessResultSuccess;
-}
-
-LImageBlurThread::~LImageBlurThread()
-{
-    StopThreadNow();
-}
-
-void LImageBlurThread::ThreadFunction()
-{
-    eResult = LImageBoxBlur(*this, *lpImage, bHorizontal, iFirst, iCount, iRadius);
 }
 
 LProcessResult Process(LProcessInterface& oProcess, LImageBlurSettings& oSettings)
@@ -91,34 +86,27 @@ LProcessResult Process(LProcessInterface& oProcess, LImageBlurSettings& oSetting
         if (oProcess.IsToStop())
             return LProcessResultCancelled;
         const bool horizontal = step < passes;
-        const unsigned long lines = horizontal ? img->GetHeight() : img->GetWidth();
-        const unsigned long per = lines / n;
-        std::vector<std::unique_ptr<LImageBlurThread>> threads;
-        for (int i = 0; i < n; ++i)
+        const int lines = horizontal ? img->GetHeight() : img->GetWidth();
+        LImgProBandRunner runner(lines, 1, n);
+        std::atomic<bool> failed{false};
+        const int stopped = runner.Run(oProcess,
+                                       [&](const LImgProBand& band, LImgProBandRunner& run)
+                                       {
+                                           LImgProBandProcess process(run, band);
+                                           const LProcessResult r =
+                                               LImageBoxBlur(process, *img, horizontal, unsigned(band.iFirst),
+                                                             unsigned(band.iCount), oSettings.iRadius);
+                                           if (r == LProcessResultFailed)
+                                               failed = true;
+                                           return r == LProcessResultSuccess;
+                                       });
+        if (failed)
         {
-            const unsigned long count = i == n - 1 ? lines - per * i : per;
-            if (count == 0)
-                continue;
-            auto t = std::make_unique<LImageBlurThread>();
-            t->bHorizontal = horizontal;
-            t->iFirst = per * i;
-            t->iCount = count;
-            t->iRadius = oSettings.iRadius;
-            t->lpImage = img;
-            t->Start(LThreadPriorityNormal);
-            threads.push_back(std::move(t));
+            oProcess.SetError("Out of memory");
+            return LProcessResultFailed;
         }
-        for (auto& t : threads)
-            while (!t->WaitToStop(100))
-                if (oProcess.IsToStop())
-                {
-                    for (auto& u : threads)
-                        u->StopThreadNow();
-                    return LProcessResultCancelled;
-                }
-        for (auto& t : threads)
-            if (t->eResult != LProcessResultSuccess)
-                return t->eResult;
+        if (stopped)
+            return LProcessResultCancelled;
         oProcess.SetProgress(double(step + 1) / (2 * passes));
     }
     return LProcessResultSuccess;

@@ -2,7 +2,7 @@
 // A box blur for masks and shadows: integer means over a window that is clipped at the line
 // ends. Three passes each way approximate a Gaussian. 32-bit images; all four channels alike.
 
-#include "foundation/LThread.h"
+#include "foundation/LProcessInterface.h"
 #include "image/LImageBuffer.h"
 
 struct LImageBlurSettings
@@ -18,21 +18,6 @@ struct LImageBlurSettings
 LProcessResult LImageBoxBlur(LProcessInterface& oProcess, LImageBuffer& oImage, bool bHorizontal,
                              unsigned long iFirst, unsigned long iCount, unsigned long iRadius);
 
-// Blurs its share of the lines; its own stop flag is the process interface of the work.
-class LImageBlurThread : public LThread
-{
-public:
-    ~LImageBlurThread() override;
-    void ThreadFunction() override;
-
-    bool bHorizontal = true;
-    unsigned long iFirst = 0;
-    unsigned long iCount = 0;
-    unsigned long iRadius = 0;
-    LImageBuffer* lpImage = nullptr;
-    LProcessResult eResult = LProcessResultSuccess;
-};
-
-// All horizontal passes, then all vertical ones, each split over the threads by lines (the last
-// takes the remainder); the caller polls every 100 ms and stops them all when asked.
+// All horizontal passes, then all vertical ones, each split into iThreads bands of lines (the last
+// takes the remainder) that run on the band workers; stops when the interface says so.
 LProcessResult Process(LProcessInterface& oProcess, LImageBlurSettings& oSettings);

@@ -415,7 +415,9 @@ LProcessResult LImgProSS::Process(LProcessInterface& oProcess, LImageBuffer& oDe
                  [&](const LImgProBand& band, LImgProBandRunner& run)
                  {
                      Scratch sc;
-                     uint8_t* strip = static_cast<uint8_t*>(malloc(size_t(h) * stripBytes));
+                     // Zeroed: a last strip narrower than the rest leaves the tail of each row
+                     // unwritten, and the filter runs over whole rows of the strip.
+                     uint8_t* strip = static_cast<uint8_t*>(calloc(size_t(h), stripBytes));
                      if (!strip)
                      {
                          failed = true;

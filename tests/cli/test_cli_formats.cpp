@@ -59,4 +59,12 @@ TEST(QuendrelCliFormats, RoundTrips)
     EXPECT_EQ(PillowDecode(dir / "back.png").w, 61);
     ASSERT_TRUE(Shell("cp '" + dir / "colour.png" + "' '" + dir / "fake.tga" + "'"));
     EXPECT_FALSE(Convert(dir / "fake.tga", dir / "back.png"));
+    // GIF keeps a picture of few colours as it is, holes included.
+    const Picture few = MakePicture(
+        23, 9,
+        [](int x, int y) { return x % 4 == 1 ? 0u : uint32_t(x * 10) << 24 | uint32_t(y * 20) << 8 | 255; });
+    ASSERT_TRUE(MagickEncode(dir, few, "", dir / "few.png"));
+    ASSERT_TRUE(Convert(dir / "few.png", dir / "few.gif"));
+    ASSERT_TRUE(Convert(dir / "few.gif", dir / "back.png"));
+    EXPECT_TRUE(SamePicture(PillowDecode(dir / "back.png"), few));
 }

@@ -71,7 +71,7 @@ TEST(QuendrelCliImages, EveryReadWritePairConverts)
     ASSERT_EQ(
         system(("convert -size 40x30 plasma:fractal -seed 5 -depth 8 -quality 92 " + d("photo.jpg")).c_str()),
         0);
-    const char* exts[] = {"jpg", "png", "bmp", "tif", "jp2", "webp"};
+    const char* exts[] = {"jpg", "png", "bmp", "tif", "jp2", "webp", "gif"};
     for (const char* from : exts)
     {
         const std::string src = d(std::string("src.") + from);

@@ -15,6 +15,8 @@
 
 #include "document/DeleteFileThread.h"
 #include "document/LQDCacheStore.h"
+#include "document/QDFolders.h"
+#include "foundation/LFile.h"
 #include "document/QDImagePipelineElement.h"
 #include "foundation/LMainLoop.h"
 #include "image/LImageBuffer.h"
@@ -28,7 +30,13 @@ inline const std::string gTestRoot = []
     setenv("XDG_DATA_HOME", (root + "/data").c_str(), 1);
     return root;
 }();
+// The cache folder shared by all processes, and this process's own sub-folder in it.
 inline const std::string gTestCache = gTestRoot + "/cache/Quendrel/cache";
+inline std::string OwnCacheFolder()
+{
+    char path[LFILE_MAX_PATH];
+    return QDGetCacheFolder(path) ? path : "";
+}
 
 struct TestFolderCleanup : ::testing::Environment
 {
@@ -60,11 +68,19 @@ inline bool PumpUntil(std::function<bool()> done, int milliseconds = 10000)
     return done();
 }
 
-inline int CountCacheFiles()
+// The same for conditions no event announces: looks again every few milliseconds.
+inline bool PollUntil(const std::function<bool()>& done, int milliseconds = 10000)
+{
+    for (int waited = 0; waited < milliseconds && !done(); waited += 5)
+        LMainLoopProcessEvents(5);
+    return done();
+}
+
+inline int CountCacheFiles(const std::string& folder = OwnCacheFolder())
 {
     int n = 0;
     std::error_code ec;
-    for (const auto& entry : std::filesystem::directory_iterator(gTestCache, ec))
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ec))
         n += strcasecmp(entry.path().extension().c_str(), ".dat") == 0;
     return n;
 }

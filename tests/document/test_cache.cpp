@@ -1,8 +1,11 @@
 // The picture cache: file layout, lazy deletion and the delete thread's clean-up.
 
+#include <csignal>
+#include <fcntl.h>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -13,7 +16,7 @@ namespace
 {
 std::string PathOf(int id)
 {
-    char path[260];
+    char path[LFILE_MAX_PATH];
     EXPECT_TRUE(LQDCacheStore::MakeCacheFilePath(path, id));
     return path;
 }
@@ -43,7 +46,7 @@ TEST(CacheStore, FileIsTheFormatHeaderThenThePixels)
     MakePattern(image, 5, 3);
     int id = LQDCacheNewImage(image);
     ASSERT_GE(id, 0);
-    EXPECT_EQ(PathOf(id), gTestCache + "/" + std::to_string(id) + ".dat");
+    EXPECT_EQ(PathOf(id), OwnCacheFolder() + "/" + std::to_string(id) + ".dat");
 
     std::vector<uint8_t> bytes = ReadFile(id);
     ASSERT_EQ(bytes.size(), 56u + 5 * 3 * 4);
@@ -133,14 +136,18 @@ TEST(CacheStore, MarkedIdsReadInvalidUntilLoadedAndTheThreadRemovesTheRest)
     EXPECT_TRUE(LQDCacheLoadImage(back, kept));
     EXPECT_TRUE(LQDCacheValid(kept));
 
-    // Leftovers of an earlier run go at start, whatever the case of the extension.
-    std::string stray = gTestCache + "/99999.DAT";
+    // Leftovers of an earlier run go at start, whatever the case of the extension: this
+    // process's own, and the loose ones older versions kept in the shared folder.
+    std::string stray = OwnCacheFolder() + "/99999.DAT";
+    std::string loose = gTestCache + "/12.dat";
     std::string other = gTestCache + "/notes.txt";
+    fclose(fopen(loose.c_str(), "w"));
     fclose(fopen(stray.c_str(), "w"));
     fclose(fopen(other.c_str(), "w"));
 
     deleteThread.StartThread(LThreadPriorityNormal);
-    EXPECT_TRUE(WaitFor([&] { return access(stray.c_str(), F_OK) != 0; }));
+    EXPECT_TRUE(
+        WaitFor([&] { return access(stray.c_str(), F_OK) != 0 && access(loose.c_str(), F_OK) != 0; }));
     EXPECT_EQ(access(other.c_str(), F_OK), 0);
     // The start-up clean-up took every file; from here on only marked ids go.
     int fresh = LQDCacheNewImage(image);
@@ -156,4 +163,115 @@ TEST(CacheStore, MarkedIdsReadInvalidUntilLoadedAndTheThreadRemovesTheRest)
     EXPECT_EQ(access(other.c_str(), F_OK), 0);
     unlink(other.c_str());
     deleteThread.StartThread(LThreadPriorityNormal);
+}
+
+namespace
+{
+// Another instance of the program: this test program run as the child test below, with its cache
+// under root. It reports the path of a picture it cached and holds it until told to end.
+struct Instance
+{
+    pid_t iPid = -1;
+    int iControl = -1; // closing it tells the instance to end
+    std::string sPicture;
+
+    bool Start(const std::string& root)
+    {
+        int control[2], report[2];
+        // Close on exec: no instance may keep another's control pipe open.
+        if (pipe2(control, O_CLOEXEC) != 0 || pipe2(report, O_CLOEXEC) != 0)
+            return false;
+        std::vector<std::string> env;
+        for (char** e = environ; *e; ++e)
+            env.push_back(*e);
+        env.push_back("QUENDREL_TEST_SHARED_CACHE=" + root);
+        std::vector<char*> envp;
+        for (std::string& e : env)
+            envp.push_back(e.data());
+        envp.push_back(nullptr);
+        char filter[] = "--gtest_filter=CacheChild.DISABLED_Instance";
+        char disabled[] = "--gtest_also_run_disabled_tests";
+        char name[] = "test_document";
+        char* argv[] = {name, filter, disabled, nullptr};
+        iPid = fork();
+        if (iPid == 0)
+        {
+            dup2(control[0], 0);
+            dup2(report[1], 3);
+            // This program by its own name: under a checker /proc/self/exe is the checker.
+            execve(strchr(program_invocation_name, '/') ? program_invocation_name : "/proc/self/exe", argv,
+                   envp.data());
+            _exit(127);
+        }
+        close(control[0]);
+        close(report[1]);
+        iControl = control[1];
+        char c;
+        while (read(report[0], &c, 1) == 1 && c != '\n')
+            sPicture += c;
+        close(report[0]);
+        return iPid > 0 && !sPicture.empty();
+    }
+    // A clean end, or a crash that leaves everything behind.
+    int End(bool crash)
+    {
+        if (crash)
+            kill(iPid, SIGKILL);
+        close(iControl);
+        int status = 0;
+        waitpid(iPid, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+};
+
+int CountFolders(const std::string& root)
+{
+    int n = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(root))
+        n += entry.is_directory();
+    return n;
+}
+} // namespace
+
+TEST(CacheStore, TwoInstancesNeverRemoveEachOthersPictures)
+{
+    const std::string root = gTestRoot + "/shared";
+    const std::string cache = root + "/Quendrel/cache";
+    Instance first, second, third;
+    ASSERT_TRUE(first.Start(root));
+    // A second instance cleans up at start: what the first holds is not for it to take.
+    ASSERT_TRUE(second.Start(root));
+    EXPECT_EQ(access(first.sPicture.c_str(), F_OK), 0);
+    EXPECT_NE(first.sPicture.substr(0, cache.size() + 8), second.sPicture.substr(0, cache.size() + 8));
+    EXPECT_EQ(CountFolders(cache), 2);
+
+    // A clean end takes the instance's folder with it; a crash leaves the folder, unlocked, for
+    // the next start to remove.
+    EXPECT_EQ(second.End(false), 0);
+    EXPECT_EQ(CountFolders(cache), 1);
+    first.End(true);
+    EXPECT_EQ(access(first.sPicture.c_str(), F_OK), 0);
+    ASSERT_TRUE(third.Start(root));
+    EXPECT_NE(access(first.sPicture.c_str(), F_OK), 0);
+    EXPECT_EQ(CountFolders(cache), 1);
+    EXPECT_EQ(third.End(false), 0);
+    EXPECT_EQ(CountFolders(cache), 0);
+}
+
+// Run only as a child process of the test above.
+TEST(CacheChild, DISABLED_Instance)
+{
+    const char* root = getenv("QUENDREL_TEST_SHARED_CACHE");
+    ASSERT_NE(root, nullptr);
+    setenv("XDG_CACHE_HOME", root, 1); // before the cache folder is first asked for
+    deleteThread.StopThreadNow();
+    ASSERT_TRUE(deleteThread.StartThread(LThreadPriorityNormal));
+    LImageBuffer image;
+    MakePattern(image, 4, 4);
+    const std::string report = PathOf(LQDCacheNewImage(image)) + "\n";
+    ASSERT_EQ(write(3, report.data(), report.size()), ssize_t(report.size()));
+    char c;
+    while (read(0, &c, 1) > 0)
+    {
+    }
 }

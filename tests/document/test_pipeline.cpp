@@ -1,7 +1,11 @@
 // The document model: visibility, dirtiness, list changes with their undo items, point mapping,
 // the page's anchors, saving and the original image.
 
+#include <csignal>
 #include <cstring>
+#include <memory>
+#include <utility>
+#include <sys/resource.h>
 #include <vector>
 
 #include "codecs/LImage.h"
@@ -194,6 +198,22 @@ TEST(Viewport, AnchorsKeepTheRightEdgesAndEveryChangeIsTold)
     viewport.SetWidth(5, ANCHOR_LEFT);
     EXPECT_EQ(listener.iCalls, 1);
     EXPECT_EQ(viewport.bxOriginalBounds.GetWidth(), 10);
+
+    // A listener that closes a later one while being told: the closed one is not called.
+    struct Closer : QDViewportNotifyee
+    {
+        void EvViewportBoundsChanged(QDViewport& v) override
+        {
+            v.RemoveNotifyee(lpOther);
+            delete std::exchange(lpOther, nullptr);
+        }
+        QDViewportNotifyee* lpOther = nullptr;
+    } closer;
+    closer.lpOther = new Listener;
+    viewport.AddNotifyee(&closer);
+    viewport.AddNotifyee(closer.lpOther);
+    viewport.SetWidth(6, ANCHOR_LEFT);
+    EXPECT_EQ(viewport.lNotifyees.GetNotifyeeCount(), 1u);
 }
 
 TEST(Project, SavesTheRenderedPictureToARealFileAndTracksUnsavedChanges)
@@ -237,11 +257,11 @@ TEST(Project, SavesTheRenderedPictureToARealFileAndTracksUnsavedChanges)
     // The program writes only some formats; without a vetoer any saved path counts.
     QDImageCodecVetoer vetoer;
     EXPECT_TRUE(project.HasSavedFilePath(&vetoer));
-    snprintf(project.szFilePath, sizeof(project.szFilePath), "%s", "/tmp/picture.psd");
+    ASSERT_TRUE(project.SetFilePath("/tmp/picture.psd"));
     EXPECT_FALSE(project.HasSavedFilePath(&vetoer));
     EXPECT_TRUE(project.HasSavedFilePath());
 
-    snprintf(project.szName, sizeof(project.szName), "out.png");
+    ASSERT_TRUE(project.SetName("out.png"));
     EXPECT_FALSE(project.HasUnsavedChanges());
     // Hiding is no undo step, but the picture differs from the saved one.
     b->bVisible = false;
@@ -257,7 +277,10 @@ TEST(OriginalImage, BuiltFromAPictureWithItsSmallerCopy)
 {
     LImageBuffer pattern;
     MakePattern(pattern, 10, 7);
-    QDOriginalImage image(pattern, 0.25f);
+    LString error;
+    std::unique_ptr<QDOriginalImage> made(QDOriginalImage::Create(pattern, 0.25f, error));
+    ASSERT_TRUE(made);
+    QDOriginalImage& image = *made;
     EXPECT_FALSE(image.IsDirty());
     EXPECT_NE(image.iSourceCacheId, image.iHighResCacheId);
 
@@ -274,9 +297,39 @@ TEST(OriginalImage, BuiltFromAPictureWithItsSmallerCopy)
             EXPECT_EQ(PixelAt(low, i, j), PixelAt(pattern, xs[i], ys[j])) << i << "," << j;
 
     // A scale that would give nothing still gives one pixel.
-    QDOriginalImage tiny(pattern, 0.01f);
-    ASSERT_TRUE(LQDCacheLoadImage(low, tiny.iLowResCacheId));
+    std::unique_ptr<QDOriginalImage> tiny(QDOriginalImage::Create(pattern, 0.01f, error));
+    ASSERT_TRUE(tiny);
+    ASSERT_TRUE(LQDCacheLoadImage(low, tiny->iLowResCacheId));
     EXPECT_TRUE(low.GetWidth() == 1 && low.GetHeight() == 1);
+}
+
+TEST(OriginalImage, IsNeverMadeWithoutItsPixelsInTheCache)
+{
+    QDProject project(64, 64);
+    LImageBuffer none, pattern;
+    MakePattern(pattern, 64, 64);
+    struct Recorder : LProcessInterfaceVoid
+    {
+        void SetError(const char* text) override { strError = text; }
+        std::string strError;
+    } process;
+    EXPECT_EQ(QDOriginalImageFactory::CreateLayer(project, none, false, false, nullptr, &process), nullptr);
+    EXPECT_EQ(process.strError, "Out of memory");
+
+    // A disk that fills up: no file of this process may grow past 1 KiB for a moment.
+    struct rlimit old, small;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+    auto oldSignal = signal(SIGXFSZ, SIG_IGN);
+    small = old;
+    small.rlim_cur = 1024;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    QDOriginalImage* image =
+        QDOriginalImageFactory::CreateLayer(project, pattern, false, false, nullptr, &process);
+    setrlimit(RLIMIT_FSIZE, &old);
+    signal(SIGXFSZ, oldSignal);
+    EXPECT_EQ(image, nullptr);
+    EXPECT_EQ(process.strError, strerror(EFBIG));
+    EXPECT_EQ(project.GetNumElements(), 0u);
 }
 
 TEST(OriginalImage, ComposesOverTheProjectBackground)
@@ -337,4 +390,29 @@ TEST(OriginalImage, DeletingTheSelectionClearsItThroughTheFollowingElementsAndUn
     project.undoStack.Redo();
     ASSERT_TRUE(LQDCacheLoadImage(after, image->iSourceCacheId));
     EXPECT_EQ(Differences(after, expected), 0);
+}
+
+// The render thread holds the pipeline for a whole render; a list change then is a bug in the
+// caller, caught where debug checks are on.
+TEST(PipelineDeathTest, ChangingTheListUnderARenderIsCaught)
+{
+#ifdef NDEBUG
+    GTEST_SKIP() << "checked in debug and sanitizer builds";
+#else
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    QDProject project(4, 4);
+    auto* a = project.CreatePipelineElement<TestElement>(false, TestOp::Invert);
+    auto* b = project.CreatePipelineElement<TestElement>(false, TestOp::Invert);
+    QDImagePipeline& pipeline = project.pipeline;
+    {
+        QDImagePipelineRenderHold hold(pipeline);
+        const char* message = "while a render held the pipeline";
+        EXPECT_DEATH(pipeline.AddElement(new TestElement(TestOp::Halve)), message);
+        EXPECT_DEATH(pipeline.InsertElement(new TestElement(TestOp::Halve), 0), message);
+        EXPECT_DEATH(pipeline.DeleteElement(a), message);
+        EXPECT_DEATH(pipeline.MoveElementAfter(b, nullptr), message);
+    }
+    pipeline.MoveElementAfter(b, nullptr); // free again
+    EXPECT_EQ(pipeline.GetFirstElement(), b);
+#endif
 }

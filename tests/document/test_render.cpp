@@ -2,7 +2,11 @@
 // the real thread with its notifications arriving on the main loop, checked against pictures
 // worked out here pixel by pixel.
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <mutex>
+#include <thread>
 #include <vector>
 
 #include "doc_test_support.h"
@@ -15,7 +19,7 @@ namespace
 struct Received
 {
     int iCode;
-    QDProject* lpPointer; // what the data held, read as a pointer
+    QDProject* lpProject; // the project the data names, found as the controller finds it
     size_t nSize;
 };
 
@@ -24,10 +28,8 @@ class Receiver : public LQueuedNotifyDataHandler
 public:
     void EvQueuedNotifyData(int code, void* data, size_t size) override
     {
-        QDProject* p = nullptr;
-        if (data && size == sizeof(p))
-            memcpy(&p, data, sizeof(p));
-        vReceived.push_back({code, p, size});
+        vReceived.push_back(
+            {code, QDProjectFromNotification(lpProjects ? *lpProjects : nullptr, data, size), size});
         bAllOnMain = bAllOnMain && LMainLoopIsMainThread();
     }
     // Codes other than progress, in order.
@@ -41,6 +43,7 @@ public:
     }
     std::vector<Received> vReceived;
     bool bAllOnMain = true;
+    QDProject** lpProjects = nullptr;
 };
 
 using Step = std::pair<TestOp, int>; // operation, amount
@@ -58,6 +61,7 @@ protected:
         MakePattern(source, kW, kH);
         project = projects = NewProject();
         thread.lpNotifyHandler = &receiver;
+        receiver.lpProjects = &projects;
     }
     void TearDown() override
     {
@@ -127,9 +131,9 @@ TEST_F(RenderTest, RendersBothPassesReRendersFromTheChangeAndFollowsUndo)
     EXPECT_TRUE(receiver.bAllOnMain);
     for (const Received& r : receiver.vReceived)
         if (r.iCode == QDRenderNotifyBegin)
-            EXPECT_EQ(r.lpPointer, nullptr); // the list link of the last project
+            EXPECT_EQ(r.lpProject, nullptr); // the successor of the last project
         else if (r.iCode != QDRenderNotifyProgress)
-            EXPECT_EQ(r.lpPointer, project);
+            EXPECT_EQ(r.lpProject, project);
         else
             EXPECT_LE(r.nSize, 100u);
     EXPECT_TRUE(project->strRenderError.IsEmpty());
@@ -215,7 +219,7 @@ TEST_F(RenderTest, CancelFailureAndHiddenFirstElement)
     b->bFail = true;
     Render(QDRenderNotifyFailed);
     EXPECT_EQ(receiver.Codes(), (std::vector<int>{5000, 5005}));
-    EXPECT_EQ(receiver.vReceived.back().lpPointer, nullptr);
+    EXPECT_EQ(receiver.vReceived.back().lpProject, nullptr);
     EXPECT_STREQ(project->strRenderError, "Test element failed");
     EXPECT_TRUE(b->IsDirty());
     b->bFail = false;
@@ -240,7 +244,7 @@ TEST_F(RenderTest, BackgroundProjectsFollowTheCurrentOneAndProgressIsThrottled)
     ASSERT_TRUE(PumpUntil([&] { return receiver.Codes().size() >= 6; }));
     thread.WaitToStop();
     EXPECT_EQ(receiver.Codes(), (std::vector<int>{5000, 5002, 5003, 5000, 5002, 5003}));
-    EXPECT_EQ(receiver.vReceived.front().lpPointer, second); // the first 5000 names the successor
+    EXPECT_EQ(receiver.vReceived.front().lpProject, second); // the first 5000 names the successor
     EXPECT_EQ(e->iRenders, 2);
 
     // Progress rises in steps of at least 5% within a project (truncation may lose one percent).
@@ -270,4 +274,110 @@ TEST_F(RenderTest, ACleanStopLeavesNoCacheFile)
     deleteThread.StopThreadNow();
     EXPECT_EQ(CountCacheFiles(), 0);
     deleteThread.StartThread(LThreadPriorityNormal);
+}
+
+namespace
+{
+// Renders red + its amount. The amount is read under the element's own lock at the start of a
+// render, as wrapped properties are, and the render can be held at its n-th call until the test
+// lets it go.
+class GatedElement : public QDImagePipelineElement
+{
+public:
+    const char* GetName() const override { return "Gated"; }
+    void SetAmount(int amount)
+    {
+        {
+            std::lock_guard<std::mutex> guard(loProperties);
+            iAmount = amount;
+        }
+        SetDirty();
+    }
+    LProcessResult RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer) override
+    {
+        int amount;
+        {
+            std::lock_guard<std::mutex> guard(loProperties);
+            amount = iAmount;
+        }
+        if (iCalls++ == iHoldAt)
+        {
+            bEntered = true;
+            while (!bReleased)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        for (int y = 0; y < buffer.GetHeight(); ++y)
+            for (int x = 0; x < buffer.GetWidth(); ++x)
+                PixelAt(buffer, x, y) = ApplyTestOp(TestOp::AddRed, amount, PixelAt(buffer, x, y));
+        process.SetProgress(1.0);
+        return LProcessResultSuccess;
+    }
+
+    std::mutex loProperties;
+    int iAmount = 10;
+    int iHoldAt = -1; // 0: the first low-resolution render, 1: the high-resolution one after it
+    std::atomic<int> iCalls{0};
+    std::atomic<bool> bEntered{false}, bReleased{false};
+};
+} // namespace
+
+TEST_F(RenderTest, APropertyChangedDuringTheRenderIsWhatTheCacheAndTheLastReportsShow)
+{
+    for (int holdAt : {0, 1})
+    {
+        auto* gated = project->CreatePipelineElement<GatedElement>(false);
+        gated->iHoldAt = holdAt;
+        receiver.vReceived.clear();
+        project->bRenderRequested = true;
+        ASSERT_TRUE(thread.SetCurrentProjectAndStart(project));
+        ASSERT_TRUE(PollUntil([&] { return gated->bEntered.load(); }));
+        gated->SetAmount(90); // no restart of the thread: it has to notice by itself
+        gated->bReleased = true;
+        ASSERT_TRUE(PollUntil([&] { return !thread.IsRunning(); }));
+        PumpUntil([] { return false; }, 50); // what the thread sent last
+
+        const std::vector<int> codes = receiver.Codes();
+        ASSERT_FALSE(codes.empty());
+        EXPECT_EQ(codes.back(), QDRenderNotifyHighRes) << holdAt;
+        EXPECT_EQ(std::count(codes.begin(), codes.end(), int(QDRenderNotifyHighRes)), 1) << holdAt;
+        EXPECT_FALSE(gated->IsDirty());
+        const Step newest{TestOp::AddRed, 90};
+        CheckHighRes({newest});
+        Check(gated->iHighResCacheId, kW, kH, {newest});
+        Check(gated->iLowResCacheId, 16, 12, {newest});
+
+        thread.ProjectClosed(project);
+        project->DeletePipelineElement(gated, false);
+    }
+}
+
+TEST(RenderNotification, NamesAProjectBySerialAndDropsOnesThatHaveGone)
+{
+    QDProject* a = new QDProject(1, 1);
+    QDProject* b = new QDProject(1, 1);
+    QDProject* c = new QDProject(1, 1);
+    EXPECT_GE(a->iSerial, 1u);
+    EXPECT_TRUE(b->iSerial > a->iSerial && c->iSerial > b->iSerial);
+    a->lpNext = b;
+    b->lpNext = c;
+
+    auto resolve = [&](uint64_t serial, size_t size = sizeof(uint64_t))
+    { return QDProjectFromNotification(a, &serial, size); };
+    EXPECT_EQ(resolve(b->iSerial), b);
+    EXPECT_EQ(resolve(c->iSerial), c);
+    EXPECT_EQ(resolve(0), nullptr); // no successor
+    EXPECT_EQ(resolve(b->iSerial, 4), nullptr);
+    EXPECT_EQ(QDProjectFromNotification(a, nullptr, sizeof(uint64_t)), nullptr);
+
+    // A project closed while its messages were on the way, and a new one maybe at its address.
+    const uint64_t gone = c->iSerial;
+    b->lpNext = nullptr;
+    delete c;
+    c = new QDProject(1, 1);
+    b->lpNext = c;
+    EXPECT_EQ(resolve(gone), nullptr);
+    EXPECT_NE(c->iSerial, gone);
+    delete a;
+    delete b;
+    delete c;
 }

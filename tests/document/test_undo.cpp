@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "document/LUndoRedo.h"
@@ -146,4 +147,57 @@ TEST(UndoStack, WrapperNotifiesRemovedTailBeforeAddingAndOnlyRealMoves)
     EXPECT_EQ(listener.log, (Log{"added", "added", "added", "position", "position", "position", "position",
                                  "position", "position", "removed c", "removed b", "added", "saved"}));
     EXPECT_TRUE(wrapped.IsCurrentStateSaved());
+}
+
+// Panels come and go in answer to the stack's news: one may close itself, or another, inside its
+// call. Those removed are not called again (under ASan a call to a destroyed one would show), and
+// one added meanwhile waits for the next round.
+TEST(UndoStack, NotifyeesMayDestroyThemselvesOrOthersDuringARound)
+{
+    struct Panel : LUndoRedoStackNotifyee
+    {
+        Panel(LUndoRedoStackNotifyWrapper& w, Log& l, std::string n)
+            : rWrapper(w), rLog(l), strName(std::move(n))
+        {
+            rWrapper.AddNotifyee(this);
+        }
+        ~Panel() override { rWrapper.RemoveNotifyee(this); }
+        void EvUndoRedoStackPositionChanged() override
+        {
+            rLog.push_back(strName);
+            if (lpClose)
+                delete std::exchange(lpClose, nullptr);
+            if (bCloseSelf)
+                delete this; // the last thing it does
+            else if (bOpenAnother)
+            {
+                bOpenAnother = false;
+                new Panel(rWrapper, rLog, strName + "+");
+            }
+        }
+        LUndoRedoStackNotifyWrapper& rWrapper;
+        Log& rLog;
+        std::string strName;
+        Panel* lpClose = nullptr;
+        bool bCloseSelf = false, bOpenAnother = false;
+    };
+
+    Log log, items;
+    LUndoRedoStackNotifyWrapped wrapped;
+    wrapped.AddItem<LogItem>(items, "x");
+    auto* a = new Panel(wrapped, log, "a");
+    auto* b = new Panel(wrapped, log, "b");
+    auto* c = new Panel(wrapped, log, "c");
+    auto* d = new Panel(wrapped, log, "d");
+    a->lpClose = c;         // a closes a later one
+    b->bCloseSelf = true;   // b closes itself
+    d->bOpenAnother = true; // d opens "d+", told from the next round on
+    wrapped.Undo();
+    wrapped.Redo();
+    EXPECT_EQ(log, (Log{"a", "b", "d", "a", "d", "d+"}));
+    EXPECT_EQ(wrapped.lNotifyees.GetNotifyeeCount(), 3u);
+    delete a;
+    delete d;
+    wrapped.lNotifyees.ForEachNotifyee([](LUndoRedoStackNotifyee* n) { delete n; });
+    EXPECT_EQ(wrapped.lNotifyees.GetNotifyeeCount(), 0u);
 }

@@ -51,7 +51,7 @@ TEST(File, PathPieces)
     EXPECT_TRUE(LFile::_MakeFilePath(out, nullptr, "b", nullptr) && strcmp(out, "b") == 0);
 
     // A path that doesn't fit a fixed buffer fails cleanly instead of overrunning it.
-    std::string longName(300, 'n');
+    std::string longName(LFILE_MAX_PATH, 'n');
     memset(out, 'x', sizeof(out));
     EXPECT_FALSE(LFile::_MakeFilePath(out, "/a", longName.c_str(), ".jpg"));
     EXPECT_STREQ(out, "");

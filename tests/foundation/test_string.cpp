@@ -195,6 +195,76 @@ TEST(StringLong, EditingOperations)
     EXPECT_STREQ(from, "");
 }
 
+// Every edit that can empty or shorten a string, starting from text: what the conversion reads
+// must be the expected text, terminated where the length says.
+TEST(StringLong, EveryEditLeavesTheStringTerminated)
+{
+    struct Case
+    {
+        const char* szName;
+        void (*fnEdit)(LString& s);
+        const char* szExpected;
+    };
+    static const LString empty;
+    const Case cases[] = {
+        {"copy of an empty string", [](LString& s) { s = empty; }, ""},
+        {"copy of an unallocated string", [](LString& s) { s = LString(); }, ""},
+        {"copy of a sized empty string", [](LString& s) { s = LString(size_t(50)); }, ""},
+        {"empty text", [](LString& s) { s = ""; }, ""},
+        {"null text", [](LString& s) { s = static_cast<const char*>(nullptr); }, ""},
+        {"own terminator", [](LString& s) { s = s.lpData + s.nLength; }, ""},
+        {"own tail", [](LString& s) { s = s.lpData + 3; }, "lo"},
+        {"append own tail", [](LString& s) { s.Append(s.lpData + 1, 100); }, "helloello"},
+        {"append own terminator", [](LString& s) { s.Append(s.lpData + s.nLength); }, "hello"},
+        {"append nothing", [](LString& s) { s.Append("abc", 0); }, "hello"},
+        {"substring past the end", [](LString& s) { s.AssignSubString("abc", 5, 1); }, ""},
+        {"substring of null", [](LString& s) { s.AssignSubString(nullptr, 0, 3); }, ""},
+        {"substring of itself", [](LString& s) { s.AssignSubString(s.lpData, 1, 2); }, "el"},
+        {"empty format", [](LString& s) { s.sprintf("%s", ""); }, ""},
+        {"remove every character",
+         [](LString& s) { s.RemoveChar('l'), s.RemoveChar('h'), s.RemoveChar('e'), s.RemoveChar('o'); }, ""},
+        {"leading spaces only", [](LString& s) { s = "   ", s.RemoveLeadingSpaces(); }, ""},
+        {"clear", [](LString& s) { s.Clear(); }, ""},
+        {"set length", [](LString& s) { s.SetLength(2); }, "he"},
+        {"longer set length", [](LString& s) { s.SetLength(9); }, "hello"},
+        {"moved from", [](LString& s) { LString t(std::move(s)); }, ""},
+        {"taken over from an empty one",
+         [](LString& s)
+         {
+             LString t;
+             s.Assign(t);
+         },
+         ""},
+        {"written directly", [](LString& s) { s.lpData[1] = 0, s.UpdateLength(); }, "h"},
+        {"impossible growth", [](LString& s) { EXPECT_FALSE(s.GrowToSize(~size_t(0))); }, "hello"},
+        {"impossible append", [](LString& s) { EXPECT_FALSE(s.Append("x", ~size_t(0) - 2)); }, "hello"},
+    };
+    for (const Case& c : cases)
+    {
+        LString s("hello");
+        c.fnEdit(s);
+        const char* text = s;
+        EXPECT_STREQ(text, c.szExpected) << c.szName;
+        EXPECT_EQ(strlen(text), s.GetLength()) << c.szName;
+    }
+
+    // The short form the same way.
+    LStringShortTemplate<char> shortCases[6] = {"hello", "hello", "hello", "hello", "hello", "hello"};
+    const LStringShortTemplate<char> shortEmpty;
+    shortCases[0] = shortEmpty;
+    shortCases[1] = "";
+    shortCases[2] = static_cast<const char*>(nullptr);
+    shortCases[3] = shortCases[3].GetString() + 5;
+    shortCases[4] = shortCases[4].GetString() + 3;
+    shortCases[5].Append(shortCases[5].GetString() + 1, 100);
+    const char* shortExpected[6] = {"", "", "", "", "lo", "helloello"};
+    for (int i = 0; i < 6; ++i)
+    {
+        EXPECT_STREQ(shortCases[i], shortExpected[i]) << i;
+        EXPECT_EQ(strlen(shortCases[i]), shortCases[i].GetLength()) << i;
+    }
+}
+
 TEST(StringShort, GrowsFromInsideTheObjectToTheHeap)
 {
     LStringShortTemplate<char> s("0123456789");

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -216,4 +217,58 @@ TEST(LDetachedThread, EndedThreadsDestroyThemselvesAndStoppingDestroysTheRest)
         }
     }
     EXPECT_EQ(gAliveWorkers.load(), 0);
+}
+
+// With no address space left for a stack the system can't make a thread: Start says so, and the
+// object stays startable. Run in a fresh process, whose library keeps no stacks of ended threads
+// to hand out again. (The sanitizers need the address space for themselves.)
+TEST(LThread, AThreadTheSystemCannotMakeIsReportedNotLeftRunning)
+{
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's shadow memory can't live under an address-space limit";
+#else
+    pid_t pid = fork();
+    if (pid == 0)
+    {
+        execl("/proc/self/exe", "test_foundation",
+              "--gtest_filter=LThreadChild.DISABLED_StartWithoutAddressSpace",
+              "--gtest_also_run_disabled_tests", static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+#endif
+}
+
+TEST(LThreadChild, DISABLED_StartWithoutAddressSpace)
+{
+    std::string status = TestReadFile("/proc/self/status");
+    size_t at = status.find("VmSize:");
+    ASSERT_NE(at, std::string::npos);
+    const long vmKb = strtol(status.c_str() + at + 7, nullptr, 10);
+    Worker w(false);
+    w.soRelease.Set();
+    LDetachedThreadsOwner owner;
+    struct rlimit old, tight;
+    ASSERT_EQ(getrlimit(RLIMIT_AS, &old), 0);
+    tight = old;
+    tight.rlim_cur = rlim_t(vmKb + 1024) * 1024; // far less than a thread's stack
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
+    const bool started = w.Start(20);
+    const bool running = w.IsRunning();
+    const int before = gAliveWorkers;
+    const bool detachedStarted = owner.StartThread(new Worker, 20);
+    const int after = gAliveWorkers;
+    setrlimit(RLIMIT_AS, &old);
+    EXPECT_FALSE(started);
+    EXPECT_FALSE(running);
+    EXPECT_FALSE(detachedStarted);
+    EXPECT_EQ(after, before); // the one that couldn't start was destroyed, not leaked
+    EXPECT_EQ(owner.GetCount(), 0u);
+    EXPECT_TRUE(w.WaitToStop(0));
+
+    ASSERT_TRUE(w.Start(20));
+    EXPECT_TRUE(w.WaitToStop(5000));
+    EXPECT_EQ(w.nRuns.load(), 1);
 }

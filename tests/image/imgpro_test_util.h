@@ -6,6 +6,7 @@
 #include <cstring>
 #include <vector>
 
+#include "foundation/LSignal.h"
 #include "image/LImageBuffer.h"
 
 class TestProcess : public LProcessInterface
@@ -14,7 +15,8 @@ public:
     TestProcess(int stopAfter = 1 << 30) : iStopAfter(stopAfter) {}
     bool IsToStop() override { return ++iStopCalls > iStopAfter; }
     int ProcessWait(int) override { return 2; }
-    int ProcessWaitSignal(LSignalObject&, int) override { return 2; }
+    // Waits for real: the curves kernel waits on its workers through the interface.
+    int ProcessWaitSignal(LSignalObject& s, int ms) override { return s.Wait(ms); }
     int ProcessWaitSignalObjectGroup(LSignalObjectGroup&, int) override { return 2; }
     void SetProgress(double f) override { arProgress.push_back(f); }
 
@@ -66,6 +68,55 @@ inline uint8_t* Px(const LImageBuffer& b, int x, int y)
 inline std::vector<int> Bytes(const uint8_t* p, int n)
 {
     return std::vector<int>(p, p + n);
+}
+
+// The formats the kernels run on.
+constexpr pixelformat_t kKernelFormats[] = {B8G8R8A8, B8G8R8, B5G6R5, B5G5R5A1, B5G5R5X1};
+
+// Replaces every pixel by fn(pixel), read and written through the iterator's pixel access, as the
+// iterator kernels (levels, curves, gradient map) do on the 16-bit formats.
+template <class Fn>
+void MapByIterator(LImageBuffer& b, Fn fn)
+{
+    LImageIterator it(b);
+    for (; !it.IsEnd(); it.Next())
+        it.Write(fn(it.Read()));
+}
+
+// The same through the widening of the pixel classes, as the generic loop does.
+template <class Fn>
+void MapByWidening(LImageBuffer& b, Fn fn)
+{
+    const int bpp = LGetPixelFormatBits(b.GetPixelFormat()) / 8;
+    for (int y = 0; y < b.GetHeight(); ++y)
+        for (int x = 0; x < b.GetWidth(); ++x)
+        {
+            uint8_t* p = b.GetRow(y) + x * bpp;
+            LPixelColour c;
+            switch (b.GetPixelFormat())
+            {
+            case B8G8R8A8:
+                c = *reinterpret_cast<LPFB8G8R8A8*>(p);
+                *reinterpret_cast<LPFB8G8R8A8*>(p) = fn(c);
+                break;
+            case B8G8R8:
+                c.Set(*reinterpret_cast<LPFB8G8R8*>(p));
+                reinterpret_cast<LPFB8G8R8*>(p)->Set(fn(c));
+                break;
+            case B5G6R5:
+                c.Set(*reinterpret_cast<LPFB5G6R5*>(p));
+                reinterpret_cast<LPFB5G6R5*>(p)->Set(fn(c));
+                break;
+            case B5G5R5A1:
+                c.Set(*reinterpret_cast<LPFB5G5R5A1*>(p));
+                reinterpret_cast<LPFB5G5R5A1*>(p)->Set(fn(c));
+                break;
+            default:
+                c.Set(*reinterpret_cast<LPFB5G5R5X1*>(p));
+                reinterpret_cast<LPFB5G5R5X1*>(p)->Set(fn(c));
+                break;
+            }
+        }
 }
 
 // Restricts the kernels to the given number of threads while alive, then restores the default.

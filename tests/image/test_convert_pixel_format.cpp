@@ -269,6 +269,8 @@ TEST(LConvertYUV, RangeRescalingAndLayoutChanges)
     ASSERT_TRUE(LImage::New(video, 4, 2, YUV420P));
     ASSERT_TRUE(LImage::New(back, 4, 2, YUVJ420P));
     const uint8_t y[4] = {0, 255, 128, 64}, u[2] = {0, 2}, v[2] = {255, 100};
+    // The second row is converted too, so it must hold something.
+    std::memset(full.GetData(), 0, full.imf.CalculateBufferSize());
     std::memcpy(full.GetData(), y, 4);
     std::memcpy(full.GetFirstScanLineU(), u, 2);
     std::memcpy(full.GetFirstScanLineV(), v, 2);
