@@ -57,8 +57,7 @@ LProcessResult Process(LProcessInterface& process, LProcessCamRAWLoad<Base>& dat
         for (;;)
         {
             const int w = process.ProcessWaitSignal(worker.soFinished, 100);
-            if (w == 0 || !worker.IsRunning())
-                break;
+            // A stop is honoured even when the worker finished meanwhile: the user asked for it.
             if (w == 1)
             {
                 // The library notices the stop at its next stage; until then events keep flowing.
@@ -71,6 +70,8 @@ LProcessResult Process(LProcessInterface& process, LProcessCamRAWLoad<Base>& dat
                 data.lpImage->Destroy();
                 return LProcessResultCancelled;
             }
+            if (w == 0 || !worker.IsRunning())
+                break;
         }
         worker.WaitToStop();
         worker.DrainNotifications();
