@@ -628,3 +628,27 @@ LProcessResult Process(LProcessInterface& process, const QDBatchStateData& s)
         return RunConcurrently(process, s, plans, script, threads);
     return RunOneAtATime(process, s, plans);
 }
+
+LProcessResult Process(LProcessInterface& process, QDBatchPreviewRenderData& d)
+{
+    if (!d.lpEffects || !d.lpImage || !d.lpImage->IsValid())
+        return LProcessResultFailed;
+    const size_t count = d.lpEffects->GetCount();
+    size_t k = 0;
+    for (QDImagePipelineElement* e = d.lpEffects->GetFirst(); e; e = e->GetNextItem(), ++k)
+    {
+        LProcessInterfaceSubProcess sub(process, double(k) / double(count), 1.0 / double(count));
+        process.SetStatusF(0, "Rendering %s Layer", e->GetName());
+        e->SetDimensions(LBoundingBox2T<double>(0, 0, d.iFullWidth, d.iFullHeight));
+        const LProcessResult r = e->RenderLowResImage(sub, *d.lpImage);
+        if (r != LProcessResultSuccess)
+            return r;
+        if (!d.lpImage->IsValid())
+        {
+            process.SetError("Out of memory");
+            return LProcessResultFailed;
+        }
+    }
+    process.SetProgress(1.0);
+    return LProcessResultSuccess;
+}

@@ -26,6 +26,8 @@
 #include "batch/QDBatchState.h"
 #include "foundation/LProcessInterface.h"
 
+class LImageBuffer;
+
 // The output of an item as the run computes it: the input's folder or the output folder, the
 // input's name without its extension, and the input's own extension (case kept) or the preferred
 // extension of the format converted to. False when that format is no codec.
@@ -33,3 +35,14 @@ bool QDBatchGetOutputPath(const BatchFileItem& item, const QDBatchOutputSettings
 
 // 0 done, 1 stopped, 2 failed. Reports each file to the state's observer as it is settled.
 LProcessResult Process(LProcessInterface& process, const QDBatchStateData& state);
+
+// The preview of the effects: a reduced copy of a picture of iFullWidth by iFullHeight, rendered
+// as the full picture would look scaled down.
+struct QDBatchPreviewRenderData
+{
+    const LList<QDImagePipelineElement>* lpEffects = nullptr;
+    LImageBuffer* lpImage = nullptr;
+    unsigned iFullWidth = 0;
+    unsigned iFullHeight = 0;
+};
+LProcessResult Process(LProcessInterface& process, QDBatchPreviewRenderData& data);

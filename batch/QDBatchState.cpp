@@ -9,6 +9,7 @@
 
 #include "codecs/LImageCodec.h"
 #include "document/QDEffectFactory.h"
+#include "effects/QDEffectCatalogue.h"
 #include "foundation/LUserSettings.h"
 
 const char kQDBatchSection[] = "BatchEditor";
@@ -135,4 +136,12 @@ void QDBatchStateData::ReplaceEffects(LList<QDImagePipelineElement>& replacement
 {
     effects.DeleteAll();
     effects.TakeAll(replacement);
+}
+
+void QDBatchStateInitFromCatalogue(QDBatchStateData& state, const QDEffectCatalogue& catalogue)
+{
+    state.availableEffects.clear();
+    for (QDEffectFactory* f : catalogue.vBatchFactories)
+        state.AddAvailableEffect(f);
+    state.lpFactories = &catalogue.lFactories;
 }

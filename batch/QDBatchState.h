@@ -124,3 +124,7 @@ public:
     int iConcurrentFiles = 0;
     QDBatchRunObserver* lpObserver = nullptr;
 };
+
+class QDEffectCatalogue;
+// Offers the catalogue's batch effects in the batch order and lends the state its factories.
+void QDBatchStateInitFromCatalogue(QDBatchStateData& state, const QDEffectCatalogue& catalogue);

@@ -208,9 +208,7 @@ int Run(int argc, char** argv)
     if (!engine.IsReady())
         return process.Fail("The picture cache could not be made.");
     QDBatchStateData state;
-    for (QDEffectFactory* f : engine.catalogue.vBatchFactories)
-        state.AddAvailableEffect(f);
-    state.lpFactories = &engine.catalogue.lFactories;
+    QDBatchStateInitFromCatalogue(state, engine.catalogue);
     state.iConcurrentFiles = jobs;
     QDBatchFileLoadData load(state);
     if (strlen(script) >= sizeof(load.szFilePath))

@@ -1,11 +1,13 @@
 #include "codecs/QDSaveDialogProcess.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 
 #include "codecs/LImageMemoryCodec.h"
 #include "codecs/LImageProcess.h"
 #include "foundation/LFileAtomicWriter.h"
+#include "image/LImgProBands.h"
 
 bool QDSaveFormat::IsSameFile(const QDSaveFormat& o) const
 {
@@ -30,6 +32,31 @@ bool QDSaveFormat::IsSameFile(const QDSaveFormat& o) const
     }
 }
 
+bool LImageIsOpaque(LProcessInterface& process, const LImageBuffer& image)
+{
+    if (image.GetPixelFormat() != B8G8R8A8)
+        return true;
+    std::atomic<bool> opaque{true};
+    LImgProBandRunner runner(image.GetHeight());
+    const int width = image.GetWidth();
+    runner.Run(process,
+               [&](const LImgProBand& band, LImgProBandRunner&)
+               {
+                   for (int y = band.iFirst;
+                        y < band.iFirst + band.iCount && opaque.load(std::memory_order_relaxed); ++y)
+                   {
+                       const uint8_t* s = image.GetRow(y);
+                       uint8_t all = 255;
+                       for (int x = 0; x < width; ++x)
+                           all &= s[4 * x + 3];
+                       if (all != 255)
+                           opaque = false;
+                   }
+                   return true;
+               });
+    return opaque;
+}
+
 bool QDSaveFormatNeedsFlattening(LImageCodec codec)
 {
     return codec.id == LImageCodecJPEG || codec.id == LImageCodecGIF;
@@ -44,6 +71,9 @@ LProcessResult QDSaveGetSourceImage(LProcessInterface& process, LImageCodec code
     if (!flattened.IsValid() || flattened.GetWidth() != image.GetWidth() ||
         flattened.GetHeight() != image.GetHeight())
     {
+        // An opaque picture is its own flattened copy, as every photo is.
+        if (LImageIsOpaque(process, image))
+            return LProcessResultSuccess;
         const LProcessResult r = LImageFlattenOnWhite(process, image, flattened);
         if (r != LProcessResultSuccess)
             return r;

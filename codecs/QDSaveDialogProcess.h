@@ -25,6 +25,9 @@ struct QDSaveFormat
     bool IsSameFile(const QDSaveFormat& other) const;
 };
 
+// True when no pixel is the least transparent (formats without alpha always are).
+bool LImageIsOpaque(LProcessInterface& process, const LImageBuffer& image);
+
 // JPEG and GIF keep no transparency: their picture is flattened over white first.
 bool QDSaveFormatNeedsFlattening(LImageCodec codec);
 
