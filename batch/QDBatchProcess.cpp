@@ -520,6 +520,7 @@ LProcessResult GateResult(Gate g)
 
 LProcessResult RunOneAtATime(LProcessInterface& process, const QDBatchStateData& s, std::vector<Plan>& plans)
 {
+    s.iFilesAtOnce = 1;
     const double share = 1.0 / double(plans.size());
     for (size_t i = 0; i < plans.size(); ++i)
     {
@@ -555,11 +556,12 @@ LProcessResult RunConcurrently(LProcessInterface& process, const QDBatchStateDat
     }
     if (int(workers.size()) < threads)
         return RunOneAtATime(process, s, plans); // a copy that isn't faithful: the list as it is
-    size_t started = 0;
+    int started = 0;
     for (auto& w : workers)
         started += w->StartSame() ? 1 : 0;
     if (started == 0)
         return RunOneAtATime(process, s, plans);
+    s.iFilesAtOnce = started;
 
     LProcessResult result = LProcessResultSuccess;
     for (size_t i = 0; i < plans.size(); ++i)
@@ -614,6 +616,7 @@ LProcessResult Process(LProcessInterface& process, const QDBatchStateData& s)
             plan.iCodec = codec.id;
         plans.push_back(std::move(plan));
     }
+    s.iFilesAtOnce = 0;
     if (plans.empty())
         return LProcessResultSuccess;
     FindDependencies(plans);

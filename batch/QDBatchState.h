@@ -122,6 +122,8 @@ public:
     const LList<QDEffectFactory>* lpFactories = nullptr;
     // Files decoded, rendered and encoded at once; 0 is one per processor.
     int iConcurrentFiles = 0;
+    // How many the last run took at once, for whoever measures it.
+    mutable int iFilesAtOnce = 0;
     QDBatchRunObserver* lpObserver = nullptr;
 };
 
