@@ -81,13 +81,10 @@ QDSaveAsDialog::QDSaveAsDialog(QWidget* parent, QDProject* project, std::shared_
     lpQuality->setValue(100);
     lpQuality->setMinimumWidth(160);
     options->addWidget(lpQuality);
-    auto* qualityValue = new QLabel(QString::number(lpQuality->value()), this);
-    qualityValue->setMinimumWidth(qualityValue->fontMetrics().horizontalAdvance("0000"));
-    connect(lpQuality, &QSlider::valueChanged, qualityValue,
-            [qualityValue](int v) { qualityValue->setNum(v); });
-    connect(lpQuality, &QSlider::valueChanged, lpQualityLabel,
-            [qualityValue, this](int) { qualityValue->setVisible(lpQuality->isVisible()); });
-    options->addWidget(qualityValue);
+    lpQualityValue = new QLabel(QString::number(lpQuality->value()), this);
+    lpQualityValue->setMinimumWidth(lpQualityValue->fontMetrics().horizontalAdvance("0000"));
+    connect(lpQuality, &QSlider::valueChanged, lpQualityValue, [this](int v) { lpQualityValue->setNum(v); });
+    options->addWidget(lpQualityValue);
     lpFastGif = new QCheckBox(QStringLiteral("Fast GIF Conversion"), this);
     lpDither = new QCheckBox(QStringLiteral("Use Dithering"), this);
     options->addWidget(lpFastGif);
@@ -220,8 +217,8 @@ void QDSaveAsDialog::EnableControls()
     lpQuality->setVisible(jpeg);
     lpFastGif->setVisible(gif);
     lpDither->setVisible(gif);
+    lpQualityValue->setVisible(jpeg);
     lpDither->setEnabled(!lpFastGif->isChecked());
-    emit lpQuality->valueChanged(lpQuality->value()); // the value's label follows the slider's visibility
 }
 
 void QDSaveAsDialog::CmFormatChange()

@@ -48,10 +48,12 @@ public:
     // The file that saving writes now, as last previewed; its size is the one shown.
     const std::vector<uint8_t>& GetProjectedFile() const { return vFile; }
     const char* GetSavedPath() const { return szSavedPath.c_str(); }
+    const QDSavePreviewView& GetView() const { return oView; }
 
     QComboBox* lpFormat;
     QLabel* lpQualityLabel;
     QSlider* lpQuality;
+    QLabel* lpQualityValue;
     QCheckBox* lpFastGif;
     QCheckBox* lpDither;
     QLabel* lpSize;
