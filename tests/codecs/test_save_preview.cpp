@@ -199,32 +199,6 @@ TEST(SaveDialogProjection, TheFastGifPreviewDithersWhenTheFileDoesNot)
     }
 }
 
-TEST(SaveDialogProjection, CaptionsSayWhatIsShown)
-{
-    LImageBuffer image;
-    Photo(image, 40, 30, false);
-    const std::pair<QDSaveFormat, const char*> cases[] = {
-        {Format(LImageCodecJPEG, 37), "JPEG Preview - 37 Quality"},
-        {Format(LImageCodecBMP), "BMP Preview"},
-        {Format(LImageCodecGIF), "GIF Preview"},
-        {Format(LImageCodecPNG), "PNG Preview"},
-        {Format(LImageCodecTIFF), "TIFF Preview"},
-    };
-    for (const auto& [format, caption] : cases)
-    {
-        QDSaveDialogProcessPreview preview;
-        preview.lpImage = &image;
-        preview.format = format;
-        RecordingProcess process;
-        ASSERT_EQ(Process(process, preview), LProcessResultSuccess);
-        EXPECT_STREQ(preview.szCaption, caption);
-        // Lossless formats show the picture itself; the others their decoded file.
-        const bool lossless = format.codec.id == LImageCodecPNG || format.codec.id == LImageCodecTIFF;
-        EXPECT_EQ(preview.bDecoded, !lossless) << caption;
-        EXPECT_DOUBLE_EQ(process.arProgress.back(), 1.0);
-    }
-}
-
 TEST(SaveDialogProjection, FailuresSayNothingAndKeepTheOldFile)
 {
     // A GIF can't be 65536 pixels wide.
