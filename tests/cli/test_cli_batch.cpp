@@ -130,9 +130,10 @@ TEST_F(CliBatch, MistakesNameWhatIsValid)
 {
     RunResult r = Run("batch --write-script s.qdb focusfix", true);
     EXPECT_EQ(r.iStatus, 2);
-    EXPECT_NE(r.szOutput.find("\"focusfix\" is not offered for batches; the batch effects are: blur"),
+    EXPECT_NE(r.szOutput.find("\"focusfix\" is not offered for batches; the batch effects are: "),
               std::string::npos)
         << r.szOutput;
+    EXPECT_NE(r.szOutput.find(" blur, "), std::string::npos) << r.szOutput;
     EXPECT_FALSE(std::filesystem::exists(P("s.qdb")));
     ASSERT_EQ(Run("batch --write-script s.qdb blur").iStatus, 0);
     r = Run("batch s.qdb --format dng x.jpg", true);
