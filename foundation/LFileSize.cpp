@@ -10,9 +10,16 @@ bool GetSizeFormattedBytes(char* out, size_t outSize, uint64_t bytes)
 {
     if (!out || outSize == 0)
         return false;
-    std::string digits = std::to_string(bytes);
-    for (size_t at = digits.size(); at > 3; at -= 3)
-        digits.insert(at - 3, ",");
+    // Thousands separated by commas, built front to back.
+    const std::string plain = std::to_string(bytes);
+    std::string digits;
+    digits.reserve(plain.size() + plain.size() / 3);
+    for (size_t i = 0; i < plain.size(); ++i)
+    {
+        if (i > 0 && (plain.size() - i) % 3 == 0)
+            digits.push_back(',');
+        digits.push_back(plain[i]);
+    }
     int n;
     if (bytes < 1024)
         n = snprintf(out, outSize, "%" PRIu64 " byte%s", bytes, bytes == 1 ? "" : "s");
