@@ -4,9 +4,16 @@
 
 #include "document/QDOriginalImage.h"
 #include "effects/QDEffectBlur.h"
+#include "effects/QDEffectCrop.h"
+#include "effects/QDEffectCropSimple.h"
 #include "effects/QDEffectFactoryDefault.h"
+#include "effects/QDEffectFisheye.h"
+#include "effects/QDEffectFlip.h"
 #include "effects/QDEffectFocusFix.h"
+#include "effects/QDEffectLiquidResize.h"
 #include "effects/QDEffectNoise.h"
+#include "effects/QDEffectResize.h"
+#include "effects/QDEffectRotate.h"
 #include "effects/QDEffectSharpen.h"
 
 namespace
@@ -55,7 +62,7 @@ const QDEffectCatalogueRow kRows[] = {
     {6061, "QDEffectFocusFix", "Focus Fix", "Sharpen out of focus images", 688, "focusfix", "Retouch", false,
      nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectFocusFix>},
     {6025, "QDEffectFisheye", "Lens Distortion", "Reduce or increase lens distortion", 656, "fisheye",
-     "Effects", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "Effects", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectFisheye>},
     {6027, "QDEffectPixelate", "Pixelate", "Pixelate the image", 677, "pixelate", "Effects", false, nullptr,
      nullptr, nullptr, 0, nullptr},
     {6029, "QDEffectChromaKey", "Color Removal", "Remove a color from the image", 437, "colorremoval",
@@ -83,21 +90,21 @@ const QDEffectCatalogueRow kRows[] = {
     {6059, "QDEffectNocturnal", "Nocturnal", "Use dark and desaturated blue colors", 450, "nocturnal",
      "Filters", false, "Nocturnal Filter", nullptr, nullptr, 0, nullptr},
     {6038, "QDEffectFlip", "Flip", "Choose between flipping the image horizontally, vertically or both.", 657,
-     "flip", "Edit", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "flip", "Edit", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectFlip>},
     {6000, "QDEffectBorder", "Border", "Add a colored border around an image", 439, "border", "Tools", true,
      nullptr, "Border", "Create a simple border around your image", 658, nullptr},
     {6007, "QDEffectCropSimple", "Crop", "Change the aspect ratio", 650, "cropsimple", nullptr, true,
-     "Simple Crop", nullptr, nullptr, 0, nullptr},
+     "Simple Crop", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectCropSimple>},
     {6040, "QDEffectResizeSimple", "Resize", "Resize the image", 683, "resizesimple", nullptr, true,
-     "Simple Resize", nullptr, nullptr, 0, nullptr},
+     "Simple Resize", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectResizeSimple>},
     {6031, "QDEffectRotateSimple", "Rotate", "Rotate the image", 684, "simple rotate", nullptr, true,
-     "Rotate", nullptr, nullptr, 0, nullptr},
+     "Rotate", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectRotateSimple>},
     {6037, "QDEffectCrop", "Crop", "Crop the current image", 650, "crop", "Edit", false, nullptr, nullptr,
-     nullptr, 0, nullptr},
+     nullptr, 0, QDMakeEffectFactory<QDEffectCrop>},
     {6039, "QDEffectResize", "Resize", "Resize the canvas and layers", 373, "resize", "Edit", false, nullptr,
-     nullptr, "Resize the canvas and layers", 683, nullptr},
+     nullptr, "Resize the canvas and layers", 683, QDMakeSpecialFactory<QDEffectResizeFactory>},
     {6041, "QDEffectLiquidResize", "Liquid Resize", "Content aware image resizing (seam carving)", 667,
-     "liquidresize", "Edit", false, nullptr, nullptr, nullptr, 0, nullptr},
+     "liquidresize", "Edit", false, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectLiquidResize>},
     {6024, "QDEffectLocalFocus", "Local Focus", "Simulate shallow depth-of-field", 668, "localfocus",
      "Effects", false, nullptr, nullptr, nullptr, 0, nullptr},
     {6004, "QDEffectCartoon", "Cartoon", "Make your image look like a cartoon", 643, "cartoon", "Creative",
@@ -109,7 +116,7 @@ const QDEffectCatalogueRow kRows[] = {
     {6026, "QDEffectPaint", "Paint", "Paint by Numbers", 675, "paint", "Creative", false, "Paint by Numbers",
      "Paint by #", nullptr, 0, nullptr},
     {6042, "QDEffectRotate", "Rotate", "Rotate the image", 375, "rotate", "Edit", false, nullptr, nullptr,
-     nullptr, 684, nullptr},
+     nullptr, 684, QDMakeSpecialFactory<QDEffectRotateFactory>},
     {6045, "QDEffectClone", "Clone Tool", "Duplicate parts of your image with a brush tool", 646, "clone",
      "Retouch", false, nullptr, nullptr, nullptr, 0, nullptr},
     {6046, "QDEffectDraw", "Draw Tool", "Draw on the photo", 652, "draw", "Tools", false, nullptr, nullptr,
