@@ -172,6 +172,12 @@ QDProject* QDCliEngine::MakeProject(QDCliProcess& process, const char* path,
         for (const auto& [row, value] : effect.vValues)
             if (w)
                 w->SetPropertyValue(row, value, false);
+        // The page follows the size the pipeline yields, as the desktop program's does after a
+        // render, so an effect after a crop or a resize starts from the new size.
+        unsigned width, height;
+        project->GetDimensions(width, height);
+        if (width > 0 && height > 0)
+            project->viewport.SetDimensions(width, height, ANCHOR_TOPLEFT);
     }
     return project;
 }
