@@ -23,18 +23,25 @@ void QDSetAxisTransform(QDImagePipelineElement& e, double sx, double ox, double 
     t[5] = outHalfH - (sy * inHalfH + oy);
 }
 
-void QDSetRotationTransform(QDImagePipelineElement& e, double degrees, double scale)
+void QDSetRotationTransform(QDImagePipelineElement& e, double degrees, double scale, unsigned outWidth,
+                            unsigned outHeight)
 {
     // Clockwise on screen is clockwise with y down, which is a negative angle with y up.
     const double a = -degrees * 0.01745329251994329577;
     const double c = std::cos(a) * scale, s = std::sin(a) * scale;
+    // The base measures from the integer halves of the sizes, the turn goes about the true centres
+    // ((w - 1) / 2 in pixels); the offsets make up the difference on both sides.
+    const double inX = (double(e.iWidth) - 1) / 2 - double(e.iWidth >> 1);
+    const double inY = (double(e.iHeight) - 1) / 2 - double(e.iHeight >> 1);
+    const double outX = (double(outWidth) - 1) / 2 - double(outWidth >> 1);
+    const double outY = (double(outHeight) - 1) / 2 - double(outHeight >> 1);
     double* t = e.adTransform;
     t[0] = c;
     t[1] = -s;
-    t[2] = 0;
     t[3] = s;
     t[4] = c;
-    t[5] = 0;
+    t[2] = -t[0] * inX + t[1] * inY + outX;
+    t[5] = -t[3] * inX + t[4] * inY - outY;
 }
 
 bool QDGetPointTransformedBack(const QDImagePipelineElement& e, int& x, int& y)

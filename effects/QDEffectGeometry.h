@@ -11,8 +11,10 @@ class QDImagePipelineElement;
 // centres), from an input of iWidth x iHeight to an output of outWidth x outHeight.
 void QDSetAxisTransform(QDImagePipelineElement& element, double sx, double ox, double sy, double oy,
                         unsigned outWidth, unsigned outHeight);
-// A turn by degrees clockwise about the centres, with a scale on top of it.
-void QDSetRotationTransform(QDImagePipelineElement& element, double degrees, double scale);
+// A turn by degrees clockwise about the centres of the input and of an output of outWidth x
+// outHeight, with a scale on top of it.
+void QDSetRotationTransform(QDImagePipelineElement& element, double degrees, double scale, unsigned outWidth,
+                            unsigned outHeight);
 
 // An output point of the element back to its input; true when it lands inside the input.
 bool QDGetPointTransformedBack(const QDImagePipelineElement& element, int& x, int& y);

@@ -162,7 +162,9 @@ void QDEffectRotate::UpdateTransform()
                                       int(turned ? iWidth : iHeight));
         scale = s > 0 ? 1.0 / s : 1.0;
     }
-    QDSetRotationTransform(*this, p.dRotation, scale);
+    int w, h;
+    GetRotatedSize(p, int(iWidth), int(iHeight), w, h);
+    QDSetRotationTransform(*this, p.dRotation, scale, unsigned(w), unsigned(h));
 }
 
 void QDEffectRotate::SetRotation(double degrees, bool bRegisterUndo)
