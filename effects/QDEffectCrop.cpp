@@ -7,6 +7,7 @@
 #include "effects/QDEffectGeometry.h"
 #include "effects/QDMultiThreadedEffect.h"
 #include "image/LImageTransform.h"
+#include "image/LImgProColour.h"
 
 namespace
 {
@@ -139,6 +140,34 @@ void QDEffectCrop::SetAspectRatio(double ratio, bool bRegisterUndo)
     QDEffectCropProperties p = GetProperties();
     p.dAspectRatio = ratio > 0 ? std::min(ratio, 100.0) : -1.0;
     SetProperties(p, bRegisterUndo);
+}
+
+QDEffectCropProperties QDEffectCrop::FitToAspect(QDEffectCropProperties p, double ratio, int width,
+                                                 int height)
+{
+    p.dAspectRatio = ratio > 0 ? std::min(ratio, 100.0) : -1.0;
+    if (!(ratio > 0) || p.iCropWidth <= 0)
+        return p;
+    int w = p.iCropWidth;
+    int h = std::max(int(Round(w / ratio)), 1);
+    if (width > 0 && p.iCropX + w > width)
+    {
+        w = std::max(width - p.iCropX, 1);
+        h = std::max(int(Round(w / ratio)), 1);
+    }
+    if (height > 0 && p.iCropY + h > height)
+    {
+        h = std::max(height - p.iCropY, 1);
+        w = std::max(int(Round(h * ratio)), 1);
+    }
+    p.iCropWidth = w;
+    p.iCropHeight = h;
+    return p;
+}
+
+void QDEffectCrop::ApplyAspectRatio(double ratio, bool bRegisterUndo)
+{
+    SetProperties(FitToAspect(GetProperties(), ratio, int(iWidth), int(iHeight)), bRegisterUndo);
 }
 
 void QDEffectCrop::SetEditing(bool bEditing, bool bRegisterUndo)

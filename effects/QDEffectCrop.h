@@ -48,6 +48,11 @@ public:
     void SetCropPosition(int x, int y, bool bRegisterUndo);
     void SetCropDimensions(int width, int height, bool bRegisterUndo);
     void SetAspectRatio(double ratio, bool bRegisterUndo);
+    // Sets the ratio and brings the frame to it: the height follows the width, and where that
+    // passes the picture's bottom the height is cut and the width follows it. A ratio of 0 or
+    // less frees the frame and leaves it as it is.
+    void ApplyAspectRatio(double ratio, bool bRegisterUndo);
+    static QDEffectCropProperties FitToAspect(QDEffectCropProperties p, double ratio, int width, int height);
     void SetEditing(bool bEditing, bool bRegisterUndo = true);
     void SetApplied(bool bApplied, bool bRegisterUndo = true);
 
