@@ -1,14 +1,41 @@
 #include <QApplication>
+#include <QCommandLineParser>
+#include <QTimer>
 
+#include "document/DeleteFileThread.h"
+#include "foundation/LThread.h"
+#include "foundation/LThreadRunOnMainThread.h"
 #include "ui/QDMainWindow.h"
 
 int main(int argc, char** argv)
 {
     QApplication app(argc, argv);
     QApplication::setApplicationName("Quendrel");
-    QDMainWindow window;
-    if (argc > 1)
-        window.OpenImage(argv[1]);
-    window.show();
-    return app.exec();
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addOption({"zoom", "Once the picture is rendered, zoom to PERCENT or \"fit\".", "PERCENT"});
+    parser.addOption({"screenshot", "Then save a picture of the window to FILE (PNG) and quit.", "FILE"});
+    parser.addPositionalArgument("file", "The picture to open.");
+    parser.process(app);
+
+    LThreadRunOnMainThread::Init();
+    // Removes the cache files of a previous run before the first picture is cached.
+    deleteThread.StartThread(LThreadPriorityNormal);
+    int result;
+    {
+        QDMainWindow window;
+        if (parser.isSet("zoom") || parser.isSet("screenshot"))
+            window.SetAutomation(parser.value("zoom"), parser.value("screenshot"));
+        window.show();
+        const QStringList files = parser.positionalArguments();
+        if (!files.isEmpty())
+        {
+            const QByteArray path = files.first().toLocal8Bit();
+            QTimer::singleShot(0, &window, [&window, path] { window.OpenImage(path.constData()); });
+        }
+        result = app.exec();
+    }
+    deleteThread.StopThreadNow();
+    LThreadRunOnMainThread::Destroy();
+    return result;
 }

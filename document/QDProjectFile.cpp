@@ -15,64 +15,13 @@
 #include "document/QDFolders.h"
 #include "document/QDProject.h"
 #include "foundation/LFile.h"
+#include "foundation/LFileAtomicWriter.h"
 
 namespace
 {
 const char kCouldNotOpen[] = "The file could not be opened.";
 const char kCouldNotWrite[] = "File could not be written.";
 const char kDamaged[] = "The project file is damaged.";
-
-// Read without changing it: umask() would change it for every thread for a moment.
-mode_t CurrentUmask()
-{
-    mode_t mask = 022;
-    if (FILE* f = fopen("/proc/self/status", "r"))
-    {
-        char line[256];
-        unsigned value;
-        while (fgets(line, sizeof(line), f))
-            if (sscanf(line, "Umask: %o", &value) == 1)
-            {
-                mask = mode_t(value);
-                break;
-            }
-        fclose(f);
-    }
-    return mask;
-}
-
-// The file a save replaces: a symbolic link stays a link to the new file. Only a regular file
-// is ever replaced; renaming over a folder or a device would destroy it.
-bool ResolveTarget(const char* path, std::string& target)
-{
-    if (!path || !*path)
-        return false;
-    target = path;
-    struct stat st;
-    if (lstat(path, &st) != 0)
-        return true; // a new file
-    if (S_ISLNK(st.st_mode))
-    {
-        char* real = realpath(path, nullptr);
-        if (!real)
-            return false; // a dangling link: where it points is no one's guess
-        target = real;
-        free(real);
-        if (stat(target.c_str(), &st) != 0)
-            return false;
-    }
-    return S_ISREG(st.st_mode);
-}
-
-bool SyncPath(const char* path, bool folder)
-{
-    int fd = open(path, O_RDONLY | O_CLOEXEC | (folder ? O_DIRECTORY : 0));
-    if (fd < 0)
-        return false;
-    const bool ok = fsync(fd) == 0;
-    close(fd);
-    return ok;
-}
 
 int ClampByte(int32_t v)
 {
@@ -84,51 +33,22 @@ LProcessResult QDSDFFileSave(LProcessInterface& process, const char* path, uint3
                              uint16_t fileVersion, const std::function<LProcessResult(LSDFFileWriter&)>& body,
                              QDFileWriteMode mode)
 {
-    std::string target;
-    char temp[LFILE_MAX_PATH] = {};
-    LOutputStream<LOutputStreamFile> stream;
-    // The temporary file's name must fit beside the target; a path too long is refused whole.
-    if (!ResolveTarget(path, target) || !LFileTempPath(temp, target.c_str(), nullptr) || !stream.Open(temp))
+    LFileAtomicWriter file;
+    if (!path || !*path || file.Begin(path, mode.bPrivate ? LFileModePrivate : LFileModeDocument) !=
+                               LFileAtomicWriterSuccess)
     {
-        if (temp[0])
-            LFile::DeleteFile(temp);
         process.SetError(kCouldNotOpen);
         return LProcessResultFailed;
     }
     LSDFFileWriter writer;
-    LProcessResult r = writer.Open(stream, fileType, fileVersion) ? body(writer) : LProcessResultFailed;
+    LProcessResult r = writer.Open(file.GetStream(), fileType, fileVersion) ? body(writer) : LProcessResultFailed;
     // A failure of the body keeps the body's message; one of the file's own gets this one.
     bool ioFailed = !writer.bOk;
-    if (r == LProcessResultSuccess && !writer.Close())
+    if (r == LProcessResultSuccess && (!writer.Close() || file.Commit() != LFileAtomicWriterSuccess))
         ioFailed = true, r = LProcessResultFailed;
-    const bool closed = stream.Close();
-    bool moved = false;
-    if (r == LProcessResultSuccess)
-    {
-        // A replaced file keeps its mode; a new one gets the usual permissions of the user's files.
-        struct stat st;
-        mode_t fileMode = mode.bPrivate ? 0600 : 0666 & ~CurrentUmask();
-        if (stat(target.c_str(), &st) == 0)
-            fileMode = st.st_mode & 07777;
-        if (!closed || (mode.bSync && !SyncPath(temp, false)) || chmod(temp, fileMode) != 0 ||
-            !LFile::MoveFile(temp, target.c_str()))
-            ioFailed = true, r = LProcessResultFailed;
-        else
-        {
-            moved = true;
-            if (mode.bSync)
-            {
-                char folder[LFILE_MAX_PATH];
-                if (LFile::_GetFolderFromPath(folder, target.c_str()))
-                    SyncPath(folder[0] ? folder : ".", true);
-            }
-        }
-    }
     if (ioFailed)
         process.SetError(kCouldNotWrite);
-    if (!moved)
-        LFile::DeleteFile(temp);
-    return r;
+    return r; // an uncommitted temporary file goes with the writer
 }
 
 LProcessResult QDSDFMemoryLoad(LProcessInterface& process, const uint8_t* data, size_t size,
@@ -429,7 +349,6 @@ bool QDProjectFileSaveRecovery(QDProject& project)
     LProcessInterfaceVoid process;
     QDFileWriteMode mode;
     mode.bPrivate = true;
-    mode.bSync = false;
     return QDSDFFileSave(
                process, path.c_str(), kQDProjectFileType, kQDProjectFileVersion,
                [&](LSDFFileWriter& writer) { return WriteProject(process, project, writer); },

@@ -73,14 +73,12 @@ void QDProjectFileLoadCircle(LSDFMemoryReader& reader, const LSDFMemoryChunk& co
 // allocation.
 bool QDProjectFilePngIsPlausible(const uint8_t* data, size_t size);
 
-// The one place the program's own files are written: a temporary file beside the target (a
-// symbolic link's target when path is one), closed, synced unless it is only a recovery copy,
-// given its mode, renamed over the target, and the folder synced. Any failure or stop leaves the
-// old file byte for byte. bPrivate makes a new file 0600, else it takes the user's umask.
+// The one place the program's own files are written, through LFileAtomicWriter: any failure or
+// stop leaves the old file byte for byte. bPrivate makes a new file 0600, else it takes the
+// user's umask.
 struct QDFileWriteMode
 {
     bool bPrivate = false;
-    bool bSync = true;
 };
 LProcessResult QDSDFFileSave(LProcessInterface& process, const char* path, uint32_t fileType,
                              uint16_t fileVersion, const std::function<LProcessResult(LSDFFileWriter&)>& body,

@@ -1,54 +1,28 @@
 #include "ui/QDMainWindow.h"
 
-#include <QPainter>
-#include <QWidget>
+#include <QAction>
+#include <QApplication>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QMenuBar>
+#include <QProgressBar>
+#include <QScreen>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QTimer>
+#include <QWindow>
+#include <cmath>
+#include <cstdio>
 #include <cstring>
 
+#include "canvas/QDProjectViewer.h"
 #include "codecs/LImage.h"
+#include "document/QDOriginalImage.h"
+#include "document/QDProject.h"
 #include "image/LImageBuffer.h"
-
-// Fits the picture into the window, never enlarging it past its own size.
-class QDPhotoView : public QWidget
-{
-public:
-    explicit QDPhotoView(QWidget* parent) : QWidget(parent) { setAutoFillBackground(false); }
-
-    void SetImage(QImage image)
-    {
-        imgShown = std::move(image);
-        szMessage.clear();
-        update();
-    }
-    void SetMessage(const QString& text)
-    {
-        imgShown = QImage();
-        szMessage = text;
-        update();
-    }
-
-    QImage imgShown;
-    QString szMessage;
-
-protected:
-    void paintEvent(QPaintEvent*) override
-    {
-        QPainter painter(this);
-        painter.fillRect(rect(), QColor(0x40, 0x40, 0x40));
-        if (imgShown.isNull())
-        {
-            painter.setPen(QColor(0xE0, 0xE0, 0xE0));
-            painter.drawText(rect(), Qt::AlignCenter | Qt::TextWordWrap, szMessage);
-            return;
-        }
-        QSize size = imgShown.size();
-        if (size.width() > width() || size.height() > height())
-            size.scale(this->size(), Qt::KeepAspectRatio);
-        QRect target(QPoint(0, 0), size);
-        target.moveCenter(rect().center());
-        painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        painter.drawImage(target, imgShown);
-    }
-};
+#include "ui/LSceneGraphView.h"
+#include "ui/QDCanvasViewerWindow.h"
+#include "ui/QDZoomControl.h"
 
 namespace
 {
@@ -60,35 +34,114 @@ public:
     QString szError;
 };
 
-// Copies a decoded buffer into a top-down 32-bit picture with straight alpha.
-QImage ToQImage(const LImageBuffer& buffer)
-{
-    LImageBuffer converted;
-    const LImageBuffer* source = &buffer;
-    if (buffer.GetPixelFormat() != B8G8R8A8)
-    {
-        if (!LImage::New(converted, buffer.GetWidth(), buffer.GetHeight(), B8G8R8A8))
-            return QImage();
-        converted.imf.bUpsideDown = buffer.imf.bUpsideDown;
-        LConvertPixelFormat(converted, buffer);
-        source = &converted;
-    }
-    // Qt's ARGB32 is a native 32-bit word: blue, green, red, alpha in memory on little-endian.
-    QImage image(source->GetWidth(), source->GetHeight(), QImage::Format_ARGB32);
-    if (image.isNull())
-        return image;
-    const size_t rowBytes = size_t(source->GetWidth()) * 4;
-    for (int y = 0; y < source->GetHeight(); ++y)
-        memcpy(image.scanLine(y), source->GetRow(y), rowBytes);
-    return image;
-}
+constexpr float kZoomMin = 0.05f, kZoomMax = 5.0f;
 } // namespace
 
-QDMainWindow::QDMainWindow(QWidget* parent) : QMainWindow(parent), lpView(new QDPhotoView(this))
+QDMainWindow::QDMainWindow(QWidget* parent)
+    : QMainWindow(parent), lpStack(new QStackedWidget(this)), lpMessage(new QLabel(this)),
+      lpStatusText(new QLabel(this)), lpProgress(new QProgressBar(this)), lpZoom(new QDZoomControl(this))
 {
     setWindowTitle("Quendrel");
-    setCentralWidget(lpView);
-    resize(1024, 700);
+    lpMessage->setAlignment(Qt::AlignCenter);
+    lpMessage->setWordWrap(true);
+    lpStack->addWidget(lpMessage);
+    setCentralWidget(lpStack);
+
+    lpProgress->setRange(0, 100);
+    lpProgress->setValue(100);
+    lpProgress->setMaximumWidth(160);
+    lpProgress->setTextVisible(false);
+    statusBar()->addWidget(lpStatusText, 1);
+    statusBar()->addPermanentWidget(lpProgress);
+    statusBar()->addPermanentWidget(lpZoom);
+    connect(lpZoom, &QDZoomControl::zoomTo, this, [this](int percent) { ZoomTo(float(percent) / 100.0f); });
+    connect(lpZoom, &QDZoomControl::zoomIn, this, &QDMainWindow::ZoomIn);
+    connect(lpZoom, &QDZoomControl::zoomOut, this, &QDMainWindow::ZoomOut);
+    connect(lpZoom, &QDZoomControl::fit, this, &QDMainWindow::FitToWindow);
+    CreateMenus();
+
+    threadRender.lpNotifyHandler = this;
+    QSize size(1280, 800);
+    if (const QScreen* s = QGuiApplication::primaryScreen())
+        size = size.boundedTo(s->availableGeometry().size() * 0.9);
+    resize(size);
+}
+
+QDMainWindow::~QDMainWindow()
+{
+    threadRender.StopThreadNow();
+    threadRunOnMainThread.ThreadRunOnMainThreadDestroy();
+    for (Open& o : vOpen)
+    {
+        lpStack->removeWidget(o.lpWindow);
+        delete o.lpWindow;
+        o.lpViewer.reset();
+    }
+    vOpen.clear();
+    while (QDProject* p = lpProjects)
+    {
+        lpProjects = p->lpNext;
+        delete p;
+    }
+}
+
+void QDMainWindow::CreateMenus()
+{
+    QMenu* view = menuBar()->addMenu("View");
+    QAction* in = view->addAction("Zoom-In", this, &QDMainWindow::ZoomIn);
+    // Ctrl+= is the same key without Shift on most layouts.
+    in->setShortcuts({QKeySequence("Ctrl++"), QKeySequence("Ctrl+=")});
+    QAction* out = view->addAction("Zoom-Out", this, &QDMainWindow::ZoomOut);
+    out->setShortcut(QKeySequence("Ctrl+-"));
+    view->addSeparator();
+    QAction* fitAction = view->addAction("Fit to Window", this, &QDMainWindow::FitToWindow);
+    fitAction->setShortcut(QKeySequence("Ctrl+0"));
+    view->addSeparator();
+    QMenu* to = view->addMenu("Zoom To");
+    for (int percent : QDZoomControl::kStops)
+        to->addAction(QString("%1%").arg(percent), this,
+                      [this, percent] { ZoomTo(float(percent) / 100.0f); });
+    for (QAction* a : {in, out, fitAction})
+        a->setShortcutContext(Qt::WindowShortcut);
+}
+
+QDProjectViewer* QDMainWindow::GetCurrentViewer() const
+{
+    const Open* o = FindOpen(lpCurrentProject);
+    return o ? o->lpViewer.get() : nullptr;
+}
+
+QDCanvasViewerWindow* QDMainWindow::GetCurrentCanvasWindow() const
+{
+    const Open* o = FindOpen(lpCurrentProject);
+    return o ? o->lpWindow : nullptr;
+}
+
+LSceneGraphView* QDMainWindow::GetCurrentView() const
+{
+    QDCanvasViewerWindow* w = GetCurrentCanvasWindow();
+    return w ? w->GetView() : nullptr;
+}
+
+const QDMainWindow::Open* QDMainWindow::FindOpen(const QDProject* project) const
+{
+    for (const Open& o : vOpen)
+        if (&o.lpViewer->GetProject() == project)
+            return &o;
+    return nullptr;
+}
+
+void QDMainWindow::ShowMessage(const QString& text)
+{
+    lpMessage->setText(text);
+    lpStatusText->setText(text);
+    if (!lpCurrentProject)
+        lpStack->setCurrentWidget(lpMessage);
+}
+
+QString QDMainWindow::GetShownMessage() const
+{
+    return lpMessage->text();
 }
 
 bool QDMainWindow::OpenImage(const char* path)
@@ -97,26 +150,138 @@ bool QDMainWindow::OpenImage(const char* path)
     QDMessageKeeper process;
     if (LImage::Load(process, buffer, path) == 0 || !buffer.IsValid())
     {
-        lpView->SetMessage(process.szError.isEmpty() ? QString("The image could not be loaded.")
-                                                     : process.szError);
+        ShowMessage(process.szError.isEmpty() ? QString("The image could not be loaded.") : process.szError);
+        if (bAutomationPending && !szAutomationShot.isEmpty())
+            QTimer::singleShot(0, this, [] { QApplication::exit(2); });
         return false;
     }
-    QImage image = ToQImage(buffer);
-    if (image.isNull())
-    {
-        lpView->SetMessage("Out of memory");
-        return false;
-    }
-    lpView->SetImage(std::move(image));
+
+    auto* project = new QDProject(unsigned(buffer.GetWidth()), unsigned(buffer.GetHeight()));
+    QDProject** tail = &lpProjects;
+    while (*tail)
+        tail = &(*tail)->lpNext;
+    *tail = project;
+
+    Open open;
+    open.lpViewer = std::make_unique<QDProjectViewer>(*project);
+    open.lpViewer->SetupProjectViewer(true, kZoomMin, kZoomMax);
+    open.lpWindow = new QDCanvasViewerWindow(open.lpViewer->GetCanvasViewer(), lpStack);
+    connect(open.lpWindow, &QDCanvasViewerWindow::zoomChanged, this, [this](float zoom) { ShowZoom(zoom); });
+    lpStack->addWidget(open.lpWindow);
+
+    // The small render is three quarters of the fitted size, for the canvas as it now stands.
+    const qreal dpr = devicePixelRatioF();
+    const QSize area = lpStack->size() * dpr;
+    project->viewport.fLowResScale = QDProjectViewer::ComputeLowResScale(
+        area.width(), area.height(), buffer.GetWidth(), buffer.GetHeight());
+    QDOriginalImageFactory::CreateLayer(*project, buffer, false, true, path);
+    buffer.Destroy();
+    const char* name = strrchr(path, '/');
+    snprintf(project->szFilePath, sizeof(project->szFilePath), "%s", path);
+    snprintf(project->szName, sizeof(project->szName), "%s", name ? name + 1 : path);
+
+    QDProjectViewer* viewer = open.lpViewer.get();
+    QDCanvasViewerWindow* window = open.lpWindow;
+    vOpen.push_back(std::move(open));
+    if (QDProjectViewer* old = GetCurrentViewer())
+        old->Hide();
+    lpCurrentProject = project;
+    viewer->Show();
+    viewer->SyncPipelineElementUis();
+    lpStack->setCurrentWidget(window);
+    window->GetView()->setFocus();
+    setWindowTitle(QString("%1 - Quendrel").arg(QString::fromUtf8(project->szName)));
+    lpStatusText->clear();
+    ShowZoom(viewer->GetCanvasViewer().GetZoom());
+    RenderProject();
     return true;
 }
 
-const QImage& QDMainWindow::GetShownImage() const
+void QDMainWindow::RenderProject()
 {
-    return lpView->imgShown;
+    if (!lpCurrentProject)
+        return;
+    lpCurrentProject->bRenderRequested = true;
+    threadRender.SetCurrentProjectAndStart(lpCurrentProject);
 }
 
-QString QDMainWindow::GetShownMessage() const
+void QDMainWindow::ShowZoom(float zoom)
 {
-    return lpView->szMessage;
+    lpZoom->SetZoomPercent(int(std::lround(100.0 * zoom)));
+}
+
+void QDMainWindow::ZoomIn()
+{
+    if (QDProjectViewer* v = GetCurrentViewer())
+        v->GetCanvasViewer().ZoomIn();
+}
+
+void QDMainWindow::ZoomOut()
+{
+    if (QDProjectViewer* v = GetCurrentViewer())
+        v->GetCanvasViewer().ZoomOut();
+}
+
+void QDMainWindow::ZoomTo(float zoom)
+{
+    if (QDProjectViewer* v = GetCurrentViewer())
+        v->GetCanvasViewer().SetZoom(std::clamp(zoom, kZoomMin, kZoomMax));
+}
+
+void QDMainWindow::FitToWindow()
+{
+    if (QDProjectViewer* v = GetCurrentViewer())
+        v->GetCanvasViewer().FitCameraToViewport();
+}
+
+void QDMainWindow::EvQueuedNotifyData(int code, void* data, size_t size)
+{
+    if (code == QDRenderNotifyProgress)
+    {
+        lpProgress->setValue(int(size));
+        return;
+    }
+    if (code == QDRenderNotifyBegin)
+        lpProgress->setValue(0);
+    else if (code == QDRenderNotifyHighRes || code == QDRenderNotifyCancelled || code == QDRenderNotifyFailed)
+        lpProgress->setValue(100);
+    QDProject* project = QDProjectFromNotification(lpProjects, data, size);
+    if (const Open* o = FindOpen(project))
+        o->lpViewer->EvRenderNotification(code);
+    if (code == QDRenderNotifyHighRes && bAutomationPending && project == lpCurrentProject)
+        RunAutomation();
+    emit renderNotified(code);
+}
+
+void QDMainWindow::SetAutomation(const QString& zoom, const QString& screenshotPath)
+{
+    szAutomationZoom = zoom;
+    szAutomationShot = screenshotPath;
+    bAutomationPending = true;
+    if (!screenshotPath.isEmpty())
+        // A picture that never renders must not leave a script waiting for ever.
+        QTimer::singleShot(120000, this, [] { QApplication::exit(2); });
+}
+
+void QDMainWindow::RunAutomation()
+{
+    bAutomationPending = false;
+    if (szAutomationZoom == "fit")
+        FitToWindow();
+    else if (!szAutomationZoom.isEmpty())
+        ZoomTo(szAutomationZoom.toFloat() / 100.0f);
+    if (szAutomationShot.isEmpty())
+        return;
+    // After the coalesced repaint has reached the screen.
+    QTimer::singleShot(500, this,
+                       [this]
+                       {
+                           QPixmap shot;
+                           if (QScreen* s = screen())
+                               shot = s->grabWindow(winId());
+                           if (shot.isNull() || shot.size().isEmpty())
+                               shot = grab();
+                           const bool ok = shot.save(szAutomationShot, "PNG");
+                           QApplication::exit(ok ? 0 : 2);
+                       });
 }
