@@ -142,18 +142,32 @@ LProcessResult QDEffectFrame::RenderHighResImage(LProcessInterface& process, LIm
 
 bool QDEffectFrame::SDFWriteMoreProperties(LSDFFileWriter& writer, const QDEffectFrameProperties& p)
 {
-    LImageBuffer picture;
-    if (!GetFramePicture(p, picture))
-        return true;
-    LOutputStream<LOutputStreamByteArray> stream;
-    LProcessPNGSave<LOutputStreamByteArray> save;
-    save.lpImage = &picture;
-    save.lpStream = &stream;
-    LProcessInterfaceVoid quiet;
-    if (Process(quiet, save) != LProcessResultSuccess)
-        return false;
-    const std::vector<uint8_t>& bytes = stream.GetArray();
-    return writer.WriteBlob(QDChunkBlob, bytes.data(), bytes.size());
+    std::shared_ptr<const std::vector<uint8_t>> bytes;
+    {
+        LLockObjectGuard guard(loPictures);
+        if (pEncoded && oEncodedFor == p)
+            bytes = pEncoded;
+    }
+    if (!bytes)
+    {
+        LImageBuffer picture;
+        if (!GetFramePicture(p, picture))
+            return true;
+        LOutputStream<LOutputStreamByteArray> stream;
+        LProcessPNGSave<LOutputStreamByteArray> save;
+        save.lpImage = &picture;
+        save.lpStream = &stream;
+        LProcessInterfaceVoid quiet;
+        if (Process(quiet, save) != LProcessResultSuccess)
+            return false;
+        auto encoded = std::make_shared<std::vector<uint8_t>>();
+        stream.GetArray().swap(*encoded);
+        bytes = encoded;
+        LLockObjectGuard guard(loPictures);
+        pEncoded = bytes;
+        oEncodedFor = p;
+    }
+    return writer.WriteBlob(QDChunkBlob, bytes->data(), bytes->size());
 }
 
 void QDEffectFrame::SDFLoadMoreProperty(LSDFMemoryReader&, const LSDFMemoryChunk& chunk,

@@ -3,6 +3,7 @@
 // stretched to the photo's size; the program brings a set of its own, and a project keeps the
 // frame it uses in its file, so it opens the same anywhere.
 
+#include <memory>
 #include <vector>
 
 #include "document/QDEffectFactory.h"
@@ -58,6 +59,10 @@ private:
     mutable LLockObject loPictures;
     // Cache ids of the element's own pictures; undo can go back to any of them.
     std::vector<int32_t> arPictureIds;
+    // The PNG of the picture last saved, by the properties that chose it: the recovery file is
+    // written after every render, and the frame seldom changes.
+    QDEffectFrameProperties oEncodedFor{-1, -1};
+    std::shared_ptr<const std::vector<uint8_t>> pEncoded;
 };
 
 // Its catalogue row is 6051.
