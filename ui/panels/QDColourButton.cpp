@@ -43,6 +43,5 @@ void QDColourButton::Choose()
                 SetColour(colour);
                 emit Changed(colour);
             });
-    connect(lpDialog, &QObject::destroyed, this, [this] { lpDialog = nullptr; });
     lpDialog->open();
 }

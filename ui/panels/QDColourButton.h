@@ -3,9 +3,9 @@
 // blocking (the panel keeps working behind it) and the choice arrives by Changed.
 
 #include <QColor>
+#include <QColorDialog>
+#include <QPointer>
 #include <QPushButton>
-
-class QColorDialog;
 
 class QDColourButton : public QPushButton
 {
@@ -27,5 +27,7 @@ private:
     void UpdateSwatch();
 
     QColor cColour = Qt::black;
-    QColorDialog* lpDialog = nullptr;
+    // Clears itself when the dialog closes; a slot on destroyed would run inside our own
+    // destructor, when the dialog goes with its parent.
+    QPointer<QColorDialog> lpDialog;
 };
