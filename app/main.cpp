@@ -2,13 +2,22 @@
 #include <QCommandLineParser>
 #include <QTimer>
 
+#include <cstdio>
+
 #include "document/DeleteFileThread.h"
 #include "foundation/LThread.h"
 #include "foundation/LThreadRunOnMainThread.h"
+#include "platform/gui/LPlatformGui.h"
 #include "ui/QDMainWindow.h"
 
 int main(int argc, char** argv)
 {
+    if (!LPlatformHasDisplay())
+    {
+        fputs("quendrel: no display to show a window on (neither DISPLAY nor WAYLAND_DISPLAY is set)\n",
+              stderr);
+        return 1;
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName("Quendrel");
     QCommandLineParser parser;

@@ -19,5 +19,6 @@ public:
 };
 
 QDCliCommand* QDCliFirstCommand();
-// Prints the usage text to standard error and returns 2.
+// Prints the usage text to standard error and returns 2, for a command line that makes no sense;
+// asked for with --help or help, it goes to standard output instead.
 int QDCliUsage();

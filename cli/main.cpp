@@ -29,26 +29,70 @@ QDCliCommand* QDCliFirstCommand()
     return gFirstCommand;
 }
 
-int QDCliUsage()
+// The usage of every listed command, or of one.
+static void PrintUsage(FILE* out, const QDCliCommand* only)
 {
-    fputs("usage: quendrel-cli --version\n", stderr);
+    if (only)
+    {
+        fprintf(out, "usage: quendrel-cli %s\n", only->szUsage ? only->szUsage : only->szName);
+        return;
+    }
+    fputs("usage: quendrel-cli --version\n"
+          "       quendrel-cli --help | help [COMMAND]\n",
+          out);
     for (QDCliCommand* c = gFirstCommand; c; c = c->lpNext)
         if (c->szUsage)
-            fprintf(stderr, "       quendrel-cli %s\n", c->szUsage);
+            fprintf(out, "       quendrel-cli %s\n", c->szUsage);
+}
+
+int QDCliUsage()
+{
+    PrintUsage(stderr, nullptr);
     return 2;
+}
+
+static QDCliCommand* FindCommand(const char* name)
+{
+    for (QDCliCommand* c = gFirstCommand; c; c = c->lpNext)
+        if (strcmp(c->szName, name) == 0)
+            return c;
+    return nullptr;
 }
 
 int main(int argc, char** argv)
 {
     if (argc < 2)
         return QDCliUsage();
-    if (strcmp(argv[1], "--version") == 0 && argc == 2)
+    const char* first = argv[1];
+    if (strcmp(first, "--version") == 0 && argc == 2)
     {
         printf("%s\n", kVersion);
         return 0;
     }
-    for (QDCliCommand* c = gFirstCommand; c; c = c->lpNext)
-        if (strcmp(c->szName, argv[1]) == 0)
-            return c->fnRun(argc - 1, argv + 1);
-    return QDCliUsage();
+    // Asked for, usage is the answer: standard output and success.
+    if ((strcmp(first, "--help") == 0 || strcmp(first, "-h") == 0 || strcmp(first, "help") == 0) && argc == 2)
+    {
+        PrintUsage(stdout, nullptr);
+        return 0;
+    }
+    if (strcmp(first, "help") == 0 && argc == 3)
+    {
+        const QDCliCommand* c = FindCommand(argv[2]);
+        if (!c)
+        {
+            fprintf(stderr, "quendrel-cli: no command %s\n", argv[2]);
+            return QDCliUsage();
+        }
+        PrintUsage(stdout, c);
+        return 0;
+    }
+    QDCliCommand* c = FindCommand(first);
+    if (!c)
+        return QDCliUsage();
+    if (argc == 3 && (strcmp(argv[2], "--help") == 0 || strcmp(argv[2], "-h") == 0))
+    {
+        PrintUsage(stdout, c);
+        return 0;
+    }
+    return c->fnRun(argc - 1, argv + 1);
 }

@@ -1,5 +1,6 @@
 #include "codecs/LCodecCamRAW.h"
 
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <vector>
@@ -42,6 +43,85 @@ int ProgressFn(void* data, LibRaw_progress stage, int iteration, int expected)
 }
 
 constexpr int64_t kMaxRawFile = int64_t(2) << 30;
+
+LProcessResult Develop(LProcessInterface& process, const uint8_t* data, size_t size, LImageBuffer& image)
+{
+    std::unique_ptr<LibRaw> raw(new LibRaw(LIBRAW_OPTIONS_NONE));
+    Hook hook{&process, false, false};
+    raw->set_progress_handler(ProgressFn, &hook);
+    raw->set_dataerror_handler(DataErrorFn, &hook);
+    libraw_output_params_t& params = raw->imgdata.params;
+    params.output_bps = 8;
+    params.output_color = 1; // sRGB
+    params.use_camera_wb = 1;
+    params.use_camera_matrix = 1;
+    params.no_auto_bright = 0;
+    // Patterned pixel grouping: the default interpolation allocates inside its parallel loop, where
+    // a failed allocation ends the process instead of reaching us.
+    params.user_qual = 2;
+    // The library's own buffers follow the picture limit.
+    params.max_raw_memory_mb = unsigned(std::clamp<uint64_t>(LCodecGetPixelLimit() * 16 >> 20, 64, 2048));
+    if (raw->open_buffer(const_cast<uint8_t*>(data), size) != LIBRAW_SUCCESS)
+        return LProcessResultFailed;
+    const libraw_image_sizes_t& sizes = raw->imgdata.sizes;
+    if (!LCodecCheckPicture(process, std::max(sizes.width, sizes.iwidth),
+                            std::max(sizes.height, sizes.iheight), int64_t(size), kLCodecMaxPixelsPerByte))
+        return LProcessResultFailed;
+    if (raw->unpack() != LIBRAW_SUCCESS || hook.bDataError || raw->dcraw_process() != LIBRAW_SUCCESS ||
+        hook.bDataError)
+        return hook.bStopped ? LProcessResultCancelled : LProcessResultFailed;
+    int error = 0;
+    libraw_processed_image_t* out = raw->dcraw_make_mem_image(&error);
+    if (!out)
+        return LProcessResultFailed;
+    std::unique_ptr<libraw_processed_image_t, void (*)(libraw_processed_image_t*)> holder(
+        out, [](libraw_processed_image_t* p) { LibRaw::dcraw_clear_mem(p); });
+    if (out->type != LIBRAW_IMAGE_BITMAP || out->bits != 8 || (out->colors != 3 && out->colors != 1))
+        return LProcessResultFailed;
+    if (uint64_t(out->width) * out->height * out->colors > out->data_size)
+        return LProcessResultFailed;
+    if (!LCodecAllocate(image, out->width, out->height))
+        return LProcessResultFailed;
+    const size_t stride = size_t(out->width) * out->colors;
+    for (int y = 0; y < image.GetHeight(); ++y)
+    {
+        const uint8_t* s = out->data + size_t(y) * stride;
+        uint8_t* d = image.GetRow(y);
+        for (int x = 0; x < image.GetWidth(); ++x, d += 4, s += out->colors)
+        {
+            d[0] = s[out->colors == 3 ? 2 : 0];
+            d[1] = s[out->colors == 3 ? 1 : 0];
+            d[2] = s[0];
+            d[3] = 255;
+        }
+        if (y % 64 == 0)
+        {
+            process.SetProgress(0.9 + 0.1 * y / image.GetHeight());
+            if (process.IsToStop())
+            {
+                image.Destroy();
+                return LProcessResultCancelled;
+            }
+        }
+    }
+    return LProcessResultSuccess;
+}
+
+// LibRaw reports exhausted memory, and some damage, by exceptions (its own or std::bad_alloc);
+// none may leave the decoder.
+LProcessResult DevelopGuarded(LProcessInterface& process, const uint8_t* data, size_t size,
+                              LImageBuffer& image)
+{
+    try
+    {
+        return Develop(process, data, size, image);
+    }
+    catch (...)
+    {
+        image.Destroy();
+        return LProcessResultFailed;
+    }
+}
 } // namespace
 
 LProcessResult LCodecCamRAWDecode(LProcessInterface& process, LCodecReader& input, LImageCodecID codec,
@@ -82,58 +162,8 @@ LProcessResult LCodecCamRAWDecode(LProcessInterface& process, LCodecReader& inpu
         data = copy.data();
     }
 
-    std::unique_ptr<LibRaw> raw(new (std::nothrow) LibRaw(LIBRAW_OPTIONS_NONE));
-    if (!raw)
-        return LProcessResultFailed;
-    Hook hook{&process, false, false};
-    raw->set_progress_handler(ProgressFn, &hook);
-    raw->set_dataerror_handler(DataErrorFn, &hook);
-    libraw_output_params_t& params = raw->imgdata.params;
-    params.output_bps = 8;
-    params.output_color = 1; // sRGB
-    params.use_camera_wb = 1;
-    params.use_camera_matrix = 1;
-    params.no_auto_bright = 0;
-    if (raw->open_buffer(const_cast<uint8_t*>(data), size_t(size - start)) != LIBRAW_SUCCESS)
-        return LProcessResultFailed;
-    if (raw->unpack() != LIBRAW_SUCCESS || hook.bDataError || raw->dcraw_process() != LIBRAW_SUCCESS ||
-        hook.bDataError)
-        return hook.bStopped ? LProcessResultCancelled : LProcessResultFailed;
-    int error = 0;
-    libraw_processed_image_t* out = raw->dcraw_make_mem_image(&error);
-    if (!out)
-        return LProcessResultFailed;
-    std::unique_ptr<libraw_processed_image_t, void (*)(libraw_processed_image_t*)> holder(
-        out, [](libraw_processed_image_t* p) { LibRaw::dcraw_clear_mem(p); });
-    if (out->type != LIBRAW_IMAGE_BITMAP || out->bits != 8 || (out->colors != 3 && out->colors != 1))
-        return LProcessResultFailed;
-    if (uint64_t(out->width) * out->height * out->colors > out->data_size)
-        return LProcessResultFailed;
-    if (!LCodecAllocate(image, out->width, out->height))
-        return LProcessResultFailed;
-    const size_t stride = size_t(out->width) * out->colors;
-    for (int y = 0; y < image.GetHeight(); ++y)
-    {
-        const uint8_t* s = out->data + size_t(y) * stride;
-        uint8_t* d = image.GetRow(y);
-        for (int x = 0; x < image.GetWidth(); ++x, d += 4, s += out->colors)
-        {
-            d[0] = s[out->colors == 3 ? 2 : 0];
-            d[1] = s[out->colors == 3 ? 1 : 0];
-            d[2] = s[0];
-            d[3] = 255;
-        }
-        if (y % 64 == 0)
-        {
-            process.SetProgress(0.9 + 0.1 * y / image.GetHeight());
-            if (process.IsToStop())
-            {
-                image.Destroy();
-                return LProcessResultCancelled;
-            }
-        }
-    }
-    // The sensor's own depth; the developed picture has 16 bits a channel before it is narrowed.
-    bitDepth = 48;
-    return LProcessResultSuccess;
+    const LProcessResult r = DevelopGuarded(process, data, size_t(size - start), image);
+    if (r == LProcessResultSuccess)
+        bitDepth = 48; // the sensor's own depth; the developed picture has 16 bits before it is narrowed
+    return r;
 }

@@ -53,10 +53,7 @@ LProcessResult Process(LProcessInterface& process, LProcessCamRAWLoad<Base>& dat
         LProcessCamRAWLoadOnThread<Base> onThread{&data};
         LProcessThread<LProcessCamRAWLoadOnThread<Base>> worker(process, onThread);
         if (!worker.Start(LThreadPriorityNormal))
-        {
-            process.SetError("Out of memory");
-            return LProcessResultFailed;
-        }
+            return LProcessCamRAWLoadDirect(process, data);
         for (;;)
         {
             const int w = process.ProcessWaitSignal(worker.soFinished, 100);

@@ -1,14 +1,103 @@
 #include "codecs/LCodecCommon.h"
 
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
 
+namespace
+{
+std::atomic<uint64_t> gPixelLimit{kLCodecMaxPixels};
+
+// The first number in a small text file, or 0 when there is none ("max" included).
+uint64_t ReadNumber(const char* path)
+{
+    FILE* f = fopen(path, "r");
+    if (!f)
+        return 0;
+    unsigned long long v = 0;
+    if (fscanf(f, "%llu", &v) != 1)
+        v = 0;
+    fclose(f);
+    return v;
+}
+
+bool WithinLimits(uint64_t width, uint64_t height)
+{
+    return width <= kLCodecMaxSide && height <= kLCodecMaxSide && width * height <= gPixelLimit.load() &&
+           LImageFormat(B8G8R8A8, int(width), int(height), false).CalculateBufferSize64() < 0xFFFFFFFFull;
+}
+} // namespace
+
+void LCodecSetPixelLimit(uint64_t pixels)
+{
+    gPixelLimit = pixels == 0 || pixels > kLCodecMaxPixels ? kLCodecMaxPixels : pixels;
+}
+
+uint64_t LCodecGetPixelLimit()
+{
+    return gPixelLimit.load();
+}
+
+bool LCodecMemoryAllows(uint64_t width, uint64_t height, uint64_t availableBytes)
+{
+    // In long double: the product of two 32-bit sides and 12 can pass 64 bits.
+    return (long double)(availableBytes) / 2 >= (long double)(width) * (long double)(height)*12;
+}
+
+uint64_t LCodecAvailableMemory()
+{
+    uint64_t available = 0;
+    if (FILE* f = fopen("/proc/meminfo", "r"))
+    {
+        char line[256];
+        unsigned long long kb;
+        while (fgets(line, sizeof(line), f))
+            if (sscanf(line, "MemAvailable: %llu kB", &kb) == 1)
+            {
+                available = uint64_t(kb) * 1024;
+                break;
+            }
+        fclose(f);
+    }
+    if (available == 0)
+    {
+        const long pages = sysconf(_SC_AVPHYS_PAGES), page = sysconf(_SC_PAGESIZE);
+        available = pages > 0 && page > 0 ? uint64_t(pages) * uint64_t(page) : 0;
+    }
+    // A container's limit binds before the machine's memory does.
+    const uint64_t limit = ReadNumber("/sys/fs/cgroup/memory.max");
+    if (limit > 0)
+    {
+        const uint64_t used = ReadNumber("/sys/fs/cgroup/memory.current");
+        available = std::min(available, limit > used ? limit - used : 0);
+    }
+    return available;
+}
+
+bool LCodecCheckPicture(LProcessInterface& process, uint64_t width, uint64_t height, int64_t bytesLeft,
+                        double pixelsPerByte)
+{
+    if (width == 0 || height == 0)
+        return false;
+    if (pixelsPerByte > 0 &&
+        double(width) * double(height) > double(std::max<int64_t>(bytesLeft, 0)) * pixelsPerByte)
+        return false;
+    if (!WithinLimits(width, height) || !LCodecMemoryAllows(width, height, LCodecAvailableMemory()))
+    {
+        process.SetError(kLCodecTooLargeMessage);
+        return false;
+    }
+    return true;
+}
+
 bool LCodecAllocate(LImageBuffer& image, uint64_t width, uint64_t height, pixelformat_t pf)
 {
     if (width == 0 || height == 0 || width > kLCodecMaxSide || height > kLCodecMaxSide ||
-        width * height > kLCodecMaxPixels)
+        width * height > gPixelLimit.load())
     {
         image.Destroy();
         return false;

@@ -71,8 +71,47 @@ private:
 constexpr uint64_t kLCodecMaxSide = 1u << 20;
 constexpr uint64_t kLCodecMaxPixels = uint64_t(1) << 30;
 
+// Pixels one byte of data may stand for, in formats whose coding has no useful bound of its own
+// (arithmetic coding, empty packets, one-symbol Huffman codes): far above any photograph, far
+// below what a few hundred bytes claiming gigapixels would need.
+constexpr double kLCodecMaxPixelsPerByte = 16384.0;
+
+// Lowers (or restores, with 0) the pixel count decoders accept; fuzz targets keep runs fast with it.
+void LCodecSetPixelLimit(uint64_t pixels);
+uint64_t LCodecGetPixelLimit();
+
+// The memory check of loading: half of the available memory must hold 12 bytes for each pixel.
+bool LCodecMemoryAllows(uint64_t width, uint64_t height, uint64_t availableBytes);
+// Memory the process can still take: the system's available memory, within the control group's
+// limit when there is one.
+uint64_t LCodecAvailableMemory();
+constexpr const char* kLCodecTooLargeMessage =
+    "There is not enough available memory to load an image that large.";
+
+// What a decoder checks from the header before it allocates anything, or has a library allocate:
+// a picture of width by height can come from bytesLeft bytes of data when the format's best
+// compression delivers at most pixelsPerByte pixels a byte (0: no data bound, used where the
+// decoder checks the data itself); and the picture must pass the size limits and the memory
+// check. A picture too large for either says so through process; damage fails without a word.
+bool LCodecCheckPicture(LProcessInterface& process, uint64_t width, uint64_t height, int64_t bytesLeft,
+                        double pixelsPerByte);
+
 // Checks the size in 64 bits, then allocates; false on a bad size or exhausted memory.
 bool LCodecAllocate(LImageBuffer& image, uint64_t width, uint64_t height, pixelformat_t pf = B8G8R8A8);
+
+// Passes everything on, noting whether the work worded its own failure, so that the caller adds
+// its general message only when nothing more precise was said.
+class LCodecErrorWatch : public LProcessInterfaceNested
+{
+public:
+    explicit LCodecErrorWatch(LProcessInterface& parent) : LProcessInterfaceNested(parent) {}
+    void SetError(const char* text) override
+    {
+        bErrorSet = true;
+        lpParent->SetError(text);
+    }
+    bool bErrorSet = false;
+};
 
 // Reports progress whenever it has grown by at least 0.01 and checks for a stop at those points,
 // or at every call when bEveryCall is set.

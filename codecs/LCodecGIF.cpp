@@ -65,15 +65,21 @@ LProcessResult LCodecGIFDecode(LProcessInterface& process, LCodecReader& input, 
     const ColorMapObject* map = desc.ColorMap ? desc.ColorMap : g->SColorMap;
     if (!map || desc.Width <= 0 || desc.Height <= 0 || desc.Left < 0 || desc.Top < 0)
         return LProcessResultFailed;
-    // The logical screen frames the picture; a screen too small for the frame is grown to it.
+    // The frame's pixels must be in the file: an LZW code stands for a few thousand pixels at most.
+    const int64_t size = input.GetSize();
+    const int64_t left = size < 0 ? INT64_MAX : size - input.Tell();
+    if (!LCodecCheckPicture(process, uint64_t(desc.Width), uint64_t(desc.Height), left, 4096))
+        return LProcessResultFailed;
+    // The logical screen frames the picture; a screen too small for the frame is grown to it. A
+    // few bytes can claim a vast empty screen around a small frame; then the frame alone is the
+    // picture rather than gigabytes of nothing.
     int64_t sw = std::max<int64_t>(g->SWidth, int64_t(desc.Left) + desc.Width);
     int64_t sh = std::max<int64_t>(g->SHeight, int64_t(desc.Top) + desc.Height);
-    int left = desc.Left, top = desc.Top;
-    // A few bytes can claim a vast empty screen around a small frame; then the frame alone is the
-    // picture rather than gigabytes of nothing.
-    if (sw * sh > (int64_t(1) << 26) && sw * sh > 16 * int64_t(desc.Width) * desc.Height)
-        sw = desc.Width, sh = desc.Height, left = top = 0;
-    if (!LCodecAllocate(image, uint64_t(sw), uint64_t(sh)))
+    int x0 = desc.Left, y0 = desc.Top;
+    if (sw * sh > std::max<int64_t>(int64_t(1) << 22, 16 * int64_t(desc.Width) * desc.Height))
+        sw = desc.Width, sh = desc.Height, x0 = y0 = 0;
+    if (!LCodecCheckPicture(process, uint64_t(sw), uint64_t(sh), 0, 0) ||
+        !LCodecAllocate(image, uint64_t(sw), uint64_t(sh)))
         return LProcessResultFailed;
     memset(image.GetData(), 0, size_t(image.GetFormat().CalculateBufferSize64()));
 
@@ -101,7 +107,7 @@ LProcessResult LCodecGIFDecode(LProcessInterface& process, LCodecReader& input, 
                 image.Destroy();
                 return LProcessResultFailed;
             }
-            uint32_t* row = reinterpret_cast<uint32_t*>(image.GetRow(top + y)) + left;
+            uint32_t* row = reinterpret_cast<uint32_t*>(image.GetRow(y0 + y)) + x0;
             for (int x = 0; x < desc.Width; ++x)
                 row[x] = palette[line[size_t(x)]].ToUInt32();
             if (!progress.Row(++done, desc.Height))

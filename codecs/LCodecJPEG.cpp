@@ -1,6 +1,7 @@
 #include "codecs/LCodecJPEG.h"
 
 #include <algorithm>
+#include <climits>
 #include <csetjmp>
 #include <cstdio>
 #include <vector>
@@ -127,6 +128,7 @@ struct DecodeState
     ErrorManager err;
     Source src;
     std::vector<JSAMPLE> cmykRow;
+    int64_t iFileBytes;
 };
 
 LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader& input, LImageBuffer& image,
@@ -161,6 +163,14 @@ LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader&
         return LProcessResultFailed;
     bitDepth = cinfo->num_components * cinfo->data_precision;
     jpeg_calc_output_dimensions(cinfo);
+    // Progressive and arithmetic coding can claim a vast picture in a few bytes; the library's
+    // own buffers (whole-picture coefficients for progressive files) are held to what that
+    // picture may take.
+    const uint64_t pixels = uint64_t(cinfo->output_width) * cinfo->output_height;
+    if (!LCodecCheckPicture(process, cinfo->output_width, cinfo->output_height, st.iFileBytes,
+                            kLCodecMaxPixelsPerByte))
+        return LProcessResultFailed;
+    cinfo->mem->max_memory_to_use = long(std::min<uint64_t>(pixels * 16 + (uint64_t(64) << 20), LONG_MAX));
     if (!LCodecAllocate(image, cinfo->output_width, cinfo->output_height))
         return LProcessResultFailed;
     jpeg_start_decompress(cinfo);
@@ -276,6 +286,8 @@ LProcessResult LCodecJPEGDecode(LProcessInterface& process, LCodecReader& input,
     st.cinfo.err = jpeg_std_error(&st.err.mgr);
     st.err.mgr.error_exit = ErrorExit;
     st.err.mgr.output_message = OutputMessage;
+    const int64_t size = input.GetSize();
+    st.iFileBytes = size < 0 ? INT64_MAX : size - input.Tell();
     bitDepth = 0;
     const LProcessResult r = Decode(process, st, input, image, bitDepth);
     jpeg_destroy_decompress(&st.cinfo);

@@ -131,10 +131,23 @@ LProcessResult LCodecJPEG2000Decode(LProcessInterface& process, LCodecReader& in
     opj_set_default_decoder_parameters(&params);
     if (!opj_setup_decoder(h.codec, &params) || !opj_read_header(h.stream, h.codec, &h.image) || !h.image)
         return LProcessResultFailed;
-    // The library decodes the whole picture into 32-bit samples; a damaged size stops here.
+    // The library decodes the whole picture into 32-bit samples of every component before we see
+    // a pixel, and empty packets let a few bytes claim any size: the picture must be within what
+    // the data can carry and what memory allows, and so must the samples.
+    if (h.image->x1 <= h.image->x0 || h.image->y1 <= h.image->y0)
+        return LProcessResultFailed;
     const uint64_t hw = uint64_t(h.image->x1) - h.image->x0, hh = uint64_t(h.image->y1) - h.image->y0;
-    if (h.image->x1 <= h.image->x0 || h.image->y1 <= h.image->y0 || hw > kLCodecMaxSide ||
-        hh > kLCodecMaxSide || hw * hh > kLCodecMaxPixels / 4)
+    if (!LCodecCheckPicture(process, hw, hh, size >= 0 ? size - start : INT64_MAX, kLCodecMaxPixelsPerByte))
+        return LProcessResultFailed;
+    uint64_t sampleBytes = 0;
+    for (uint32_t c = 0; c < h.image->numcomps; ++c)
+    {
+        const opj_image_comp_t& comp = h.image->comps[c];
+        if (comp.dx == 0 || comp.dy == 0)
+            return LProcessResultFailed;
+        sampleBytes += (hw / comp.dx + 1) * (hh / comp.dy + 1) * 4;
+    }
+    if (sampleBytes > LCodecGetPixelLimit() * 16)
         return LProcessResultFailed;
     // The whole picture is decoded at once; the library offers no row callback.
     process.SetProgress(0.05);

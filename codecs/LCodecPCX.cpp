@@ -133,7 +133,8 @@ LProcessResult Process(LProcessInterface& process, LProcessPCXLoad<Base>& data)
     if (uint64_t(in.Remaining()) < minimum)
         return LProcessResultFailed;
     LImageBuffer& image = *data.lpImage;
-    if (!LCodecAllocateTarget(image, width, height, false))
+    if (!LCodecCheckPicture(process, uint64_t(width), uint64_t(height), 0, 0) ||
+        !LCodecAllocateTarget(image, width, height, false))
         return LProcessResultFailed;
     image.imf.HorizontalResolution = unsigned(h.iHorizontalDpi / 0.0254);
     image.imf.VerticalResolution = unsigned(h.iVerticalDpi / 0.0254);

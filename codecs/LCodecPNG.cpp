@@ -51,7 +51,12 @@ LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader&
     int depth, colourType, interlace;
     png_get_IHDR(png, info, &w, &h, &depth, &colourType, &interlace, nullptr, nullptr);
     bitDepth = depth * png_get_channels(png, info);
-    if (!LCodecAllocate(image, w, h))
+    // Deflate packs at most 1032 bytes into one, and a row takes its filter byte besides.
+    const int64_t size = input.GetSize();
+    const double bytesPerRow = double(png_get_rowbytes(png, info)) + 1;
+    if (size >= 0 && double(h) * bytesPerRow > double(size - input.Tell()) * 1032 + 1032)
+        return LProcessResultFailed;
+    if (!LCodecCheckPicture(process, w, h, 0, 0) || !LCodecAllocate(image, w, h))
         return LProcessResultFailed;
 
     // Everything becomes 8-bit B, G, R, A.

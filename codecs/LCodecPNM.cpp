@@ -100,7 +100,8 @@ LProcessResult Process(LProcessInterface& process, LProcessPNMLoad<Base>& data)
     if (uint64_t(in.Remaining()) < minimum)
         return LProcessResultFailed;
     LImageBuffer& image = *data.lpImage;
-    if (!LCodecAllocateTarget(image, int(width), int(height), false))
+    if (!LCodecCheckPicture(process, uint64_t(width), uint64_t(height), 0, 0) ||
+        !LCodecAllocateTarget(image, int(width), int(height), false))
         return LProcessResultFailed;
 
     std::vector<uint8_t> scale(maximum >= 256 ? 65536 : 256);

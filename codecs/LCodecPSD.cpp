@@ -223,7 +223,8 @@ LProcessResult Process(LProcessInterface& process, LProcessPSDLoad<Base>& data)
     if (uint64_t(in.Remaining()) < sampleBytes / 64)
         return LProcessResultFailed;
     LImageBuffer& image = *data.lpImage;
-    if (!LCodecAllocateTarget(image, width, height, alpha))
+    if (!LCodecCheckPicture(process, uint64_t(width), uint64_t(height), 0, 0) ||
+        !LCodecAllocateTarget(image, width, height, alpha))
         return LProcessResultFailed;
     auto samples = LCodecAllocateArray<uint8_t>(size_t(width));
     if (!samples)

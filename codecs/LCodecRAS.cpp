@@ -89,6 +89,9 @@ LProcessResult Process(LProcessInterface& process, LProcessRASLoad<Base>& data)
     if (h.iMagic != LCODEC_RAS_Header::kMagic || h.iType > 3)
         return LProcessResultFailed;
     const uint32_t depth = h.iDepth;
+    // Other depths would read through to no picture at all (and depth 0 through no data).
+    if (depth != 1 && depth != 8 && depth != 24 && depth != 32)
+        return LProcessResultFailed;
     if ((depth == 8 && h.iMapType > 1) || ((depth == 24 || depth == 32) && h.iMapType != 0))
         return LProcessResultFailed;
     if (h.iWidth == 0 || h.iHeight == 0 || h.iWidth > 0x7FFFFFFF || h.iHeight > 0x7FFFFFFF)
@@ -112,7 +115,8 @@ LProcessResult Process(LProcessInterface& process, LProcessRASLoad<Base>& data)
     if (double(in.Remaining()) < minimum)
         return LProcessResultFailed;
     LImageBuffer& image = *data.lpImage;
-    if (!LCodecAllocateTarget(image, width, height, depth == 32))
+    if (!LCodecCheckPicture(process, uint64_t(width), uint64_t(height), 0, 0) ||
+        !LCodecAllocateTarget(image, width, height, depth == 32))
         return LProcessResultFailed;
     auto line = LCodecAllocateArray<uint8_t>(size_t(rowBytes));
     if (!line)
@@ -129,13 +133,6 @@ LProcessResult Process(LProcessInterface& process, LProcessRASLoad<Base>& data)
                            : i * 0x010101u;
     if (depth == 1 && !mapped)
         lookup[0] = 0xFFFFFF, lookup[1] = 0;
-    const bool known = depth == 1 || depth == 8 || depth == 24 || depth == 32;
-    if (!known)
-    {
-        // Other depths are read through but give no picture.
-        for (int y = 0; y < height; ++y)
-            memset(image.GetRow(y), 0, size_t(width) * 3);
-    }
 
     RASRowReader<Base> rows(in, h.iType == 2);
     LCodecProgress progress(process, 0.0, 1.0, false);

@@ -224,7 +224,8 @@ LProcessResult Process(LProcessInterface& process, LProcessTGALoad<Base>& data)
     if (uint64_t(in.Remaining()) < minimum)
         return LProcessResultFailed;
     LImageBuffer& image = *data.lpImage;
-    if (!LCodecAllocateTarget(image, width, height, alpha))
+    if (!LCodecCheckPicture(process, uint64_t(width), uint64_t(height), 0, 0) ||
+        !LCodecAllocateTarget(image, width, height, alpha))
         return LProcessResultFailed;
 
     const bool topDown = (h.iDescriptor & 0x20) != 0;

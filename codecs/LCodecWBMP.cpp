@@ -65,7 +65,8 @@ LProcessResult Process(LProcessInterface& process, LProcessWBMPLoad<Base>& data)
     if (uint64_t(in.Remaining()) < rowBytes * height)
         return LProcessResultFailed;
     LImageBuffer& image = *data.lpImage;
-    if (!LCodecAllocateTarget(image, int(width), int(height), false))
+    if (!LCodecCheckPicture(process, uint64_t(width), uint64_t(height), 0, 0) ||
+        !LCodecAllocateTarget(image, int(width), int(height), false))
         return LProcessResultFailed;
     auto line = LCodecAllocateArray<uint8_t>(size_t(rowBytes));
     if (!line)

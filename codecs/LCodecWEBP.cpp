@@ -12,6 +12,16 @@ namespace
 {
 constexpr size_t kBlock = 65536;
 
+void MakeOpaque(LImageBuffer& image)
+{
+    for (int y = 0; y < image.GetHeight(); ++y)
+    {
+        uint8_t* p = image.GetRow(y);
+        for (int x = 0; x < image.GetWidth(); ++x)
+            p[4 * x + 3] = 255;
+    }
+}
+
 // The first frame of an animation, composed on its canvas.
 LProcessResult DecodeAnimation(LCodecReader& input, std::vector<uint8_t>& data, LImageBuffer& image)
 {
@@ -101,11 +111,22 @@ LProcessResult LCodecWEBPDecode(LProcessInterface& process, LCodecReader& input,
     }
     if (process.IsToStop())
         return LProcessResultCancelled;
+    // A lossless picture of one colour costs next to nothing, so a few bytes can claim gigapixels;
+    // the library allocates the whole of it before it reads a pixel.
+    const int64_t size = input.GetSize();
+    const int64_t fileBytes = size < 0 ? INT64_MAX : int64_t(head.size()) + size - input.Tell();
+    if (!LCodecCheckPicture(process, uint64_t(features.width), uint64_t(features.height), fileBytes,
+                            kLCodecMaxPixelsPerByte))
+        return LProcessResultFailed;
     if (features.has_animation)
     {
         const LProcessResult r = DecodeAnimation(input, head, image);
         if (r == LProcessResultSuccess)
-            bitDepth = 32;
+        {
+            bitDepth = features.has_alpha ? 32 : 24;
+            if (!features.has_alpha)
+                MakeOpaque(image);
+        }
         else
             image.Destroy();
         return r;
@@ -154,7 +175,12 @@ LProcessResult LCodecWEBPDecode(LProcessInterface& process, LCodecReader& input,
     if (r != LProcessResultSuccess)
         image.Destroy();
     else
+    {
         bitDepth = features.has_alpha ? 32 : 24;
+        // The header says whether alpha is used; a lossless stream carries the channel either way.
+        if (!features.has_alpha)
+            MakeOpaque(image);
+    }
     return r;
 }
 

@@ -75,12 +75,14 @@ LProcessResult RunSave(LProcessInterface& process, LProcessImageSave<Base>& d, S
 } // namespace LImageProcessDetail
 
 template <class Base>
-LProcessResult Process(LProcessInterface& process, LProcessImageLoad<Base>& d)
+LProcessResult Process(LProcessInterface& outer, LProcessImageLoad<Base>& d)
 {
     using namespace LImageProcessDetail;
     if (!d.lpStream || !d.lpStream->IsOpen() || !d.lpImage || !d.codec.IsValid())
         return LProcessResultFailed;
     d.iBitDepth = 0;
+    // A codec words a failure itself only where it knows more (a picture too large to hold).
+    LCodecErrorWatch process(outer);
     LProcessResult r;
     switch (d.codec.id)
     {
@@ -144,7 +146,8 @@ LProcessResult Process(LProcessInterface& process, LProcessImageLoad<Base>& d)
     {
         // Whatever a failed decoder left behind is no picture.
         d.lpImage->Destroy();
-        process.SetError("The image could not be loaded.");
+        if (!process.bErrorSet)
+            outer.SetError("The image could not be loaded.");
         d.iBitDepth = 0;
         return LProcessResultFailed;
     }

@@ -62,6 +62,7 @@ bool LThread::Start(int priority)
     pthread_t handle;
     if (pthread_create(&handle, nullptr, &LThread::ThreadEntry, this) != 0)
     {
+        // Out of threads: the caller hears of it, and a waiter for the end doesn't hang.
         bRunning = false;
         return false;
     }

@@ -100,3 +100,47 @@ TEST(QuendrelCliImages, EveryReadWritePairConverts)
                               ")";
     EXPECT_EQ(system(sizes.c_str()), 0);
 }
+
+TEST(QuendrelCliImages, RawDecodingSurvivesExhaustedMemory)
+{
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's shadow memory needs more address space than the limits tried";
+#else
+    // The address space is limited in steps from where the program barely starts to where the
+    // file decodes, so that allocations fail at every stage of the raw decoder in turn: each run
+    // must end in a picture or in the message, never in an exception or a signal. One OpenMP
+    // thread, since a thread that can't be made ends the process inside libgomp.
+    Dir d;
+    ASSERT_EQ(
+        system(("/usr/bin/python3 '" QUENDREL_SOURCE_DIR "/tests/data/codecs/make_dng.py' " + d("t.dng"))
+                   .c_str()),
+        0);
+    const std::string cli = std::string(QUENDREL_BINARY_DIR) + "/cli/quendrel-cli";
+    auto run = [&](long kb, const std::string& args)
+    {
+        return RunCommand("OMP_NUM_THREADS=1 prlimit --as=" + std::to_string(kb * 1024) + " " + cli + " " +
+                          args + " 2>&1; echo \" status $?\"");
+    };
+    long low = 8 << 10;
+    while (low < (1 << 20) && run(low, "--version").szOutput.rfind("2.82", 0) != 0)
+        low += 1 << 10;
+    ASSERT_LT(low, 1 << 20);
+    int failures = 0, successes = 0;
+    for (long kb = low; kb < low + (48 << 10) && successes < 3; kb += 256)
+    {
+        const std::string out = run(kb, "info " + d("t.dng")).szOutput;
+        SCOPED_TRACE(std::to_string(kb) + " kB: " + out);
+        if (out.find("libgomp:") != std::string::npos || out.find(" status 127") != std::string::npos)
+            continue; // OpenMP's or the loader's own exhaustion, before any decoding
+        if (out == "64x48 48 DNG\n status 0\n")
+            ++successes;
+        else
+        {
+            EXPECT_EQ(out, "The image could not be loaded.\n status 2\n");
+            ++failures;
+        }
+    }
+    EXPECT_GT(failures, 0); // the steps did reach the decoder
+    EXPECT_GT(successes, 0);
+#endif
+}

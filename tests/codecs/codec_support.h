@@ -167,6 +167,24 @@ inline ::testing::AssertionResult Matches(const LImageBuffer& image, const Pictu
     return ::testing::AssertionSuccess();
 }
 
+// Alpha exact; colour within what multiplying alpha in and out again can keep.
+inline void ExpectStraightAlpha(const LImageBuffer& image, const Picture& ref)
+{
+    ASSERT_TRUE(Matches(image, ref, 255));
+    for (int y = 0; y < ref.h; ++y)
+        for (int x = 0; x < ref.w; ++x)
+        {
+            const uint8_t* q = ref.At(x, y);
+            const uint8_t* p = image.GetRow(y) + 4 * x;
+            ASSERT_EQ(p[3], q[3]);
+            if (q[3] > 0)
+            {
+                for (int c = 0; c < 3; ++c)
+                    ASSERT_LE(abs(p[2 - c] - q[c]), 255 / q[3] + 1) << x << "," << y;
+            }
+        }
+}
+
 // A B8G8R8A8 test picture whose every pixel differs from its neighbours.
 inline void FillPattern(LImageBuffer& image, int width, int height, bool withAlpha)
 {

@@ -2,7 +2,7 @@
 // Shared by the document tests: a private cache and data folder for the run, the application
 // object for the main loop, and a test element whose pixel changes are easy to work out by hand.
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -57,7 +57,7 @@ inline void EnsureApplication()
     static char name[] = "test_document";
     static char* argv[] = {name, nullptr};
     if (!QCoreApplication::instance())
-        new QApplication(argc, argv);
+        new QCoreApplication(argc, argv);
     LMainLoopBegin();
 }
 

@@ -305,6 +305,8 @@ TEST(QDEffectFrame, TheOpeningShowsThePictureAndTheFileKeepsTheFrame)
         ASSERT_EQ(Render(*loaded.pipeline.GetElement(i), b), 0);
         EXPECT_TRUE(SamePixels(a, b)) << "element " << i;
         if (i == 2)
+        {
             EXPECT_EQ(At(b, 0, 0), LPixelColour(255, 0, 0, 255));
+        }
     }
 }
