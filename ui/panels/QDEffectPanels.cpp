@@ -1,19 +1,26 @@
 #include "ui/panels/QDEffectPanels.h"
 
 #include "document/QDEffectFactory.h"
-#include "effects/QDEffectCatalogue.h"
 #include "effects/QDEffectBorder.h"
+#include "effects/QDEffectCatalogue.h"
+#include "effects/QDEffectNegative.h"
 #include "effects/QDEffectVignette.h"
 #include "effects/QDEffectVintage.h"
+#include "ui/panels/QDEffectBalancePanel.h"
 #include "ui/panels/QDEffectBlurPanel.h"
 #include "ui/panels/QDEffectCropPanel.h"
+#include "ui/panels/QDEffectCurvesPanel.h"
 #include "ui/panels/QDEffectFlipPanel.h"
 #include "ui/panels/QDEffectFramePanel.h"
+#include "ui/panels/QDEffectGradientPanel.h"
+#include "ui/panels/QDEffectHuePanel.h"
+#include "ui/panels/QDEffectLevelsPanel.h"
 #include "ui/panels/QDEffectLiquidResizePanel.h"
 #include "ui/panels/QDEffectNoisePanel.h"
 #include "ui/panels/QDEffectResizePanel.h"
 #include "ui/panels/QDEffectRotatePanel.h"
 #include "ui/panels/QDEffectSharpenPanel.h"
+#include "ui/panels/QDEffectTintPanel.h"
 #include "ui/panels/QDEffectVignettePanel.h"
 #include "ui/panels/QDTablePropertiesPanel.h"
 
@@ -41,4 +48,13 @@ void QDRegisterEffectPanels()
     QDRegisterPanelMaker(QDEffectTypeIdentifier(6034), &QDMakePanel<QDEffectVintage, QDEffectVintagePanel>);
     QDRegisterPanelMaker(QDEffectTypeIdentifier(6000), &QDMakePanel<QDEffectBorder, QDEffectBorderPanel>);
     QDRegisterPanelMaker(QDEffectTypeIdentifier(6051), &QDMakePanel<QDEffectFrame, QDEffectFramePanel>);
+    // The tone and colour effects that need more than sliders; the others' tables make theirs.
+    QDRegisterPanelMaker(QDEffectTypeIdentifier(6001), &QDMakePanel<QDEffectBalance, QDEffectBalancePanel>);
+    QDRegisterPanelMaker(QDEffectTypeIdentifier(6010), &QDMakePanel<QDEffectCurves, QDEffectCurvesPanel>);
+    QDRegisterPanelMaker(QDEffectTypeIdentifier(6013), &QDMakePanel<QDEffectLevels, QDEffectLevelsPanel>);
+    QDRegisterPanelMaker(QDEffectTypeIdentifier(6015), &QDMakePanel<QDEffectGradient, QDEffectGradientPanel>);
+    QDRegisterPanelMaker(QDEffectTypeIdentifier(6016), &QDMakePanel<QDEffectHue, QDEffectHuePanel>);
+    QDRegisterPanelMaker(QDEffectTypeIdentifier(6017), &QDMakePanel<QDEffectTint, QDEffectTintPanel>);
+    QDRegisterPanelMaker(QDEffectTypeIdentifier(6019),
+                         &QDMakePanel<QDEffectNegative, QDBlankPropertiesPanel>);
 }
