@@ -204,6 +204,12 @@ QDProject* QDCliEngine::MakeProject(QDCliProcess& process, const char* path,
         for (const auto& [key, text] : effect.vTexts)
             if (w)
                 w->SetTextProperty(key.c_str(), text.c_str(), false);
+        // The page follows the size the pipeline yields, as the desktop program's does after a
+        // render, so an effect after a crop or a resize starts from the new size.
+        unsigned width, height;
+        project->GetDimensions(width, height);
+        if (width > 0 && height > 0)
+            project->viewport.SetDimensions(width, height, ANCHOR_TOPLEFT);
     }
     return project;
 }

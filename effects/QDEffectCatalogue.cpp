@@ -7,24 +7,39 @@
 #include "effects/QDEffectAutoLevels.h"
 #include "effects/QDEffectBalance.h"
 #include "effects/QDEffectBlur.h"
+#include "effects/QDEffectBorder.h"
+#include "effects/QDEffectBrick.h"
 #include "effects/QDEffectBrightness.h"
+#include "effects/QDEffectCartoon.h"
 #include "effects/QDEffectContrast.h"
+#include "effects/QDEffectCrop.h"
+#include "effects/QDEffectCropSimple.h"
 #include "effects/QDEffectCurves.h"
 #include "effects/QDEffectExposure.h"
 #include "effects/QDEffectFactoryDefault.h"
+#include "effects/QDEffectFisheye.h"
+#include "effects/QDEffectFlip.h"
 #include "effects/QDEffectFocusFix.h"
+#include "effects/QDEffectFrame.h"
 #include "effects/QDEffectGradient.h"
 #include "effects/QDEffectGreyScale.h"
 #include "effects/QDEffectHue.h"
 #include "effects/QDEffectLevels.h"
+#include "effects/QDEffectLiquidResize.h"
 #include "effects/QDEffectNegative.h"
 #include "effects/QDEffectNoise.h"
+#include "effects/QDEffectOilPaint.h"
+#include "effects/QDEffectPixelate.h"
 #include "effects/QDEffectPresetFilters.h"
+#include "effects/QDEffectResize.h"
+#include "effects/QDEffectRotate.h"
 #include "effects/QDEffectSaturation.h"
 #include "effects/QDEffectSepia.h"
 #include "effects/QDEffectSharpen.h"
 #include "effects/QDEffectTemperature.h"
 #include "effects/QDEffectTint.h"
+#include "effects/QDEffectVignette.h"
+#include "effects/QDEffectVintage.h"
 
 namespace
 {
@@ -32,7 +47,7 @@ namespace
 // batch, element name, toolbar label, toolbar tip, toolbar icon, factory.
 const QDEffectCatalogueRow kRows[] = {
     {6002, "QDEffectBrick", "Brick", "Brick pattern", 641, "brick", "Creative", false, nullptr, nullptr,
-     nullptr, 0, nullptr},
+     nullptr, 0, QDMakeEffectFactory<QDEffectBrick>},
     {6003, "QDEffectBrightness", "Brightness", "Brighten or darken colors", 642, "brightness", "Color", true,
      nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectBrightness>},
     {6001, "QDEffectBalance", "Color Balance", "Adjust the colors of shadows, midtones, and highlights", 638,
@@ -72,15 +87,15 @@ const QDEffectCatalogueRow kRows[] = {
     {6061, "QDEffectFocusFix", "Focus Fix", "Sharpen out of focus images", 688, "focusfix", "Retouch", false,
      nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectFocusFix>},
     {6025, "QDEffectFisheye", "Lens Distortion", "Reduce or increase lens distortion", 656, "fisheye",
-     "Effects", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "Effects", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectFisheye>},
     {6027, "QDEffectPixelate", "Pixelate", "Pixelate the image", 677, "pixelate", "Effects", false, nullptr,
-     nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectPixelate>},
     {6029, "QDEffectChromaKey", "Color Removal", "Remove a color from the image", 437, "colorremoval",
      "Tools", true, nullptr, nullptr, nullptr, 644, nullptr},
     {6033, "QDEffectVignette", "Vignette", "Add an elliptical border with soft edges", 693, "vignette",
-     "Effects", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "Effects", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectVignette>},
     {6034, "QDEffectVintage", "Vintage", "Give your photo a vintage look", 454, "vintage", "Filters", false,
-     nullptr, nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectVintage>},
     {6044, "QDEffectNoise", "Noise Reduction", "Reduce noise present in low light photos", 671, "noise",
      "Retouch", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectNoise>},
     {6052, "QDEffectColorBoost", "Color Boost", "More vibrant colors", 449, "colorboost", "Filters", false,
@@ -100,33 +115,33 @@ const QDEffectCatalogueRow kRows[] = {
     {6059, "QDEffectNocturnal", "Nocturnal", "Use dark and desaturated blue colors", 450, "nocturnal",
      "Filters", false, "Nocturnal Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectNocturnal>},
     {6038, "QDEffectFlip", "Flip", "Choose between flipping the image horizontally, vertically or both.", 657,
-     "flip", "Edit", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "flip", "Edit", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectFlip>},
     {6000, "QDEffectBorder", "Border", "Add a colored border around an image", 439, "border", "Tools", true,
-     nullptr, "Border", "Create a simple border around your image", 658, nullptr},
+     nullptr, "Border", "Create a simple border around your image", 658, QDMakeEffectFactory<QDEffectBorder>},
     {6007, "QDEffectCropSimple", "Crop", "Change the aspect ratio", 650, "cropsimple", nullptr, true,
-     "Simple Crop", nullptr, nullptr, 0, nullptr},
+     "Simple Crop", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectCropSimple>},
     {6040, "QDEffectResizeSimple", "Resize", "Resize the image", 683, "resizesimple", nullptr, true,
-     "Simple Resize", nullptr, nullptr, 0, nullptr},
+     "Simple Resize", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectResizeSimple>},
     {6031, "QDEffectRotateSimple", "Rotate", "Rotate the image", 684, "simple rotate", nullptr, true,
-     "Rotate", nullptr, nullptr, 0, nullptr},
+     "Rotate", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectRotateSimple>},
     {6037, "QDEffectCrop", "Crop", "Crop the current image", 650, "crop", "Edit", false, nullptr, nullptr,
-     nullptr, 0, nullptr},
+     nullptr, 0, QDMakeEffectFactory<QDEffectCrop>},
     {6039, "QDEffectResize", "Resize", "Resize the canvas and layers", 373, "resize", "Edit", false, nullptr,
-     nullptr, "Resize the canvas and layers", 683, nullptr},
+     nullptr, "Resize the canvas and layers", 683, QDMakeSpecialFactory<QDEffectResizeFactory>},
     {6041, "QDEffectLiquidResize", "Liquid Resize", "Content aware image resizing (seam carving)", 667,
-     "liquidresize", "Edit", false, nullptr, nullptr, nullptr, 0, nullptr},
+     "liquidresize", "Edit", false, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectLiquidResize>},
     {6024, "QDEffectLocalFocus", "Local Focus", "Simulate shallow depth-of-field", 668, "localfocus",
      "Effects", false, nullptr, nullptr, nullptr, 0, nullptr},
     {6004, "QDEffectCartoon", "Cartoon", "Make your image look like a cartoon", 643, "cartoon", "Creative",
-     false, nullptr, nullptr, nullptr, 0, nullptr},
+     false, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectCartoon>},
     {6028, "QDEffectOilPaint", "Oil Paint", "Oil Paint the image", 672, "oilpaint", "Creative", false,
-     nullptr, nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectOilPaint>},
     {6009, "QDEffectEmbroidery", "Embroidery", "Create an embroidery pattern", 653, "embroidery", "Creative",
      false, nullptr, nullptr, nullptr, 0, nullptr},
     {6026, "QDEffectPaint", "Paint", "Paint by Numbers", 675, "paint", "Creative", false, "Paint by Numbers",
      "Paint by #", nullptr, 0, nullptr},
     {6042, "QDEffectRotate", "Rotate", "Rotate the image", 375, "rotate", "Edit", false, nullptr, nullptr,
-     nullptr, 684, nullptr},
+     nullptr, 684, QDMakeSpecialFactory<QDEffectRotateFactory>},
     {6045, "QDEffectClone", "Clone Tool", "Duplicate parts of your image with a brush tool", 646, "clone",
      "Retouch", false, nullptr, nullptr, nullptr, 0, nullptr},
     {6046, "QDEffectDraw", "Draw Tool", "Draw on the photo", 652, "draw", "Tools", false, nullptr, nullptr,
@@ -155,7 +170,7 @@ const QDEffectCatalogueRow kRows[] = {
     {6050, "QDEffectCollage", "Create Collage...", "Create a collage from several photos", 647, "collage",
      nullptr, false, "Collage", nullptr, nullptr, 0, nullptr},
     {6051, "QDEffectFrame", "Frame", "Add Image Frame...", 359, "frame", nullptr, false, nullptr, nullptr,
-     nullptr, 0, nullptr},
+     nullptr, 0, QDMakeSpecialFactory<QDEffectFrameFactory>},
 };
 
 constexpr int kEditTab[] = {6037, 6042, 6038, 6039, 6041, 0, 2021};

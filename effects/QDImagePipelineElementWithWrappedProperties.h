@@ -221,7 +221,7 @@ public:
         (void)process;
         T p = GetPropertiesSnapshot();
         for (LSDFMemoryChunkIterator it(reader, chunk); it.IsValid(); it.Next())
-            if (!QDPropertyLoadChunk(it.Get(), &p, oTable))
+            if (!QDPropertyLoadAny(reader, it.Get(), &p, oTable))
                 SDFLoadMoreProperty(reader, it.Get(), p);
         if (!reader.bOk)
             return LProcessResultFailed;

@@ -149,8 +149,8 @@ TEST_F(CliEffectsTest, MistakesNameWhatIsValid)
         const char* szMessage;
     };
     for (const Case& c : {
-             Case{"bluur", "unknown effect \"bluur\"; the effects are: brightness, balance, "},
-             Case{"brick", "\"brick\" is not available yet; the effects are: brightness, balance, "},
+             Case{"bluur", "unknown effect \"bluur\"; the effects are: brick, brightness, balance, "},
+             Case{"warp", "\"warp\" is not available yet; the effects are: brick, brightness, "},
              Case{"original_image", "\"original_image\" can't be applied"},
              Case{"blur:size=3", "blur has no property \"size\"; its properties are: radius, type"},
              Case{"noise:patch=2", "noise has no property \"patch\"; its properties are: noise, smoothing"},
@@ -180,7 +180,7 @@ TEST_F(CliEffectsTest, ListsTheCatalogueWithRangesAndDefaults)
                              "    radius       float64  0 to 1000, default 20\n",
                              "    simple       bool     true or false, default true\n",
                              "    smoothing    float    0 to 1, default 0.5\n",
-                             "brick            Brick                not available yet\n",
+                             "warp             Warp                 not available yet\n",
                              "original_image   Original Image       base element\n"})
         EXPECT_NE(r.szOutput.find(line), std::string::npos) << line;
     EXPECT_EQ(r.szOutput.find("patch"), std::string::npos) << "unsaved properties aren't offered";

@@ -25,13 +25,17 @@ double OtherValue(const QDPropertyDesc& row)
 {
     if (row.eType == QDPropertyBool)
         return row.dDefault != 0 ? 0.0 : 1.0;
+    if (row.eType == QDPropertyInt)
+    {
+        // Whole numbers are often sizes in pixels; a third of their range would make pictures far
+        // too big for a walk over every effect.
+        const double v = std::round(row.dDefault + std::min((row.dMax - row.dMin) / 3, 40.0));
+        return v > row.dMax ? row.dMin : v;
+    }
     double v = row.dDefault + (row.dMax - row.dMin) / 3;
     if (v > row.dMax)
         v = row.dMin;
-    if (row.eType == QDPropertyInt)
-        v = std::round(v);
-    else
-        v += 0.125; // not a round value, so a float64 saved as a float shows
+    v += 0.125; // not a round value, so a float64 saved as a float shows
     return std::min(v, row.dMax);
 }
 
