@@ -73,7 +73,6 @@ LProcessResult LCodecAVIFDecode(LProcessInterface& process, LCodecReader& input,
         return LProcessResultCancelled;
     if (avifDecoderNextImage(dec.get()) != AVIF_RESULT_OK)
         return LProcessResultFailed;
-    process.SetProgress(0.6);
     if (process.IsToStop())
         return LProcessResultCancelled;
     const avifImage* img = dec->image;

@@ -110,7 +110,6 @@ LProcessResult LCodecHEICDecode(LProcessInterface& process, LCodecReader& input,
         !rawImage)
         return LProcessResultFailed;
     ImagePtr decoded(rawImage);
-    process.SetProgress(0.8);
     if (process.IsToStop())
         return LProcessResultCancelled;
     // Sides after rotation and crop, which the header's may not be.

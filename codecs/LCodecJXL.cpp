@@ -175,6 +175,8 @@ LProcessResult LCodecJXLDecode(LProcessInterface& process, LCodecReader& input, 
                 !LCodecCheckPicture(process, info.xsize, info.ysize, int64_t(size), kLCodecMaxPixelsPerByte))
                 return fail(LProcessResultFailed);
             haveInfo = true;
+            if (process.IsToStop())
+                return fail(LProcessResultCancelled);
             continue;
         }
         if (status == JXL_DEC_COLOR_ENCODING)
