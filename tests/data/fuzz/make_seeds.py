@@ -181,6 +181,8 @@ with open(os.path.join(HERE, "image", "t.dng"), "wb") as f:
 # AVIF, JPEG XL and HEIC from the Debian tools of their libraries.
 DEEP = os.path.join(TMP, "deep.png")
 subprocess.run(["convert", ALPHA, "-depth", "16", "-blur", "0x0.7", "-define", "png:bit-depth=16", DEEP], check=True)
+RGBA = os.path.join(TMP, "rgba.png")  # heif-enc keeps alpha only from a plain RGBA file
+subprocess.run(["convert", ALPHA, "PNG32:" + RGBA], check=True)
 GREY = os.path.join(TMP, "grey.png")
 subprocess.run(["convert", SRC, "-colorspace", "gray", GREY], check=True)
 
@@ -201,7 +203,7 @@ for name, opts, src in [("lossy.jxl", ["-d", "2"], SRC), ("lossless.jxl", ["-d",
                         ("deep.jxl", ["-d", "0"], DEEP), ("grey.jxl", ["-d", "1"], GREY),
                         ("boxed.jxl", ["-d", "1", "--container=1"], ALPHA)]:
     tool("jxl", name, ["cjxl", src] + opts)
-for name, opts, src in [("lossy.heic", ["-q", "50"], SRC), ("alpha.heic", ["-q", "50"], ALPHA),
+for name, opts, src in [("lossy.heic", ["-q", "50"], SRC), ("alpha.heic", ["-q", "50"], RGBA),
                         ("lossless.heic", ["-L"], SRC)]:
     tool("heic", name, ["heif-enc"] + opts + [src, "-o"])
 
