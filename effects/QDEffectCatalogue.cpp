@@ -3,11 +3,28 @@
 #include <cstring>
 
 #include "document/QDOriginalImage.h"
+#include "effects/QDEffectAutoFix.h"
+#include "effects/QDEffectAutoLevels.h"
+#include "effects/QDEffectBalance.h"
 #include "effects/QDEffectBlur.h"
+#include "effects/QDEffectBrightness.h"
+#include "effects/QDEffectContrast.h"
+#include "effects/QDEffectCurves.h"
+#include "effects/QDEffectExposure.h"
 #include "effects/QDEffectFactoryDefault.h"
 #include "effects/QDEffectFocusFix.h"
+#include "effects/QDEffectGradient.h"
+#include "effects/QDEffectGreyScale.h"
+#include "effects/QDEffectHue.h"
+#include "effects/QDEffectLevels.h"
+#include "effects/QDEffectNegative.h"
 #include "effects/QDEffectNoise.h"
+#include "effects/QDEffectPresetFilters.h"
+#include "effects/QDEffectSaturation.h"
+#include "effects/QDEffectSepia.h"
 #include "effects/QDEffectSharpen.h"
+#include "effects/QDEffectTemperature.h"
+#include "effects/QDEffectTint.h"
 
 namespace
 {
@@ -17,37 +34,37 @@ const QDEffectCatalogueRow kRows[] = {
     {6002, "QDEffectBrick", "Brick", "Brick pattern", 641, "brick", "Creative", false, nullptr, nullptr,
      nullptr, 0, nullptr},
     {6003, "QDEffectBrightness", "Brightness", "Brighten or darken colors", 642, "brightness", "Color", true,
-     nullptr, nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectBrightness>},
     {6001, "QDEffectBalance", "Color Balance", "Adjust the colors of shadows, midtones, and highlights", 638,
-     "balance", "Color", false, nullptr, nullptr, nullptr, 0, nullptr},
+     "balance", "Color", false, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectBalance>},
     {6005, "QDEffectContrast", "Contrast", "Adjust the range of brightness extremities", 649, "contrast",
-     "Color", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "Color", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectContrast>},
     {6008, "QDEffectExposure", "Exposure", "Simulate over-exposing a photograph", 654, "exposure", "Color",
-     false, nullptr, nullptr, nullptr, 0, nullptr},
+     false, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectExposure>},
     {6010, "QDEffectCurves", "Color Curves", "Adjust colors with curves", 651, "curves", "Color", true,
-     nullptr, nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectCurves>},
     {6011, "QDEffectAutoLevels", "Auto Levels", "Automatically balance brightness and contrast", 636,
-     "autolevels", "Color", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "autolevels", "Color", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectAutoLevels>},
     {6012, "QDEffectAutoFix", "Auto Fix", "Automatic color and contrast corrections", 635, "autofix",
-     "Retouch", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "Retouch", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectAutoFix>},
     {6013, "QDEffectLevels", "Levels", "Adjust the intensity levels of an image", 666, "levels", "Color",
-     true, "Color Levels", nullptr, nullptr, 0, nullptr},
+     true, "Color Levels", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectLevels>},
     {6014, "QDEffectSaturation", "Saturation", "Make colors more or less intense", 685, "saturation", "Color",
-     true, nullptr, nullptr, nullptr, 0, nullptr},
+     true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectSaturation>},
     {6015, "QDEffectGradient", "Gradient Map", "Map pixel intensity to a color gradient", 660, "gradient",
-     "Color", true, "Gradient Mapping", nullptr, nullptr, 0, nullptr},
+     "Color", true, "Gradient Mapping", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectGradient>},
     {6016, "QDEffectHue", "Hue", "Rotate color hues", 663, "hue", "Color", true, nullptr, nullptr, nullptr, 0,
-     nullptr},
+     QDMakeEffectFactory<QDEffectHue>},
     {6017, "QDEffectTint", "Tint", "Tint with a color", 691, "tint", "Color", true, nullptr, nullptr, nullptr,
-     0, nullptr},
+     0, QDMakeEffectFactory<QDEffectTint>},
     {6018, "QDEffectTemperature", "Temperature", "Make colors warmer or cooler", 689, "temperature", "Color",
-     true, nullptr, nullptr, nullptr, 0, nullptr},
+     true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectTemperature>},
     {6019, "QDEffectNegative", "Negative", "Invert all colors", 426, "negative", "Filters", true, nullptr,
-     nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectNegative>},
     {6020, "QDEffectSepia", "Sepia", "Simulate an old sepia photograph", 427, "sepia", "Filters", true,
-     nullptr, nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectSepia>},
     {6021, "QDEffectGreyScale", "Grayscale", "Convert to black and white", 661, "grayscale", "Filters", true,
-     nullptr, nullptr, nullptr, 428, nullptr},
+     nullptr, nullptr, nullptr, 428, QDMakeEffectFactory<QDEffectGreyScale>},
     {6022, "QDEffectBlur", "Blur", "Reduce noise and detail", 640, "blur", "Effects", true, nullptr, nullptr,
      nullptr, 0, QDMakeEffectFactory<QDEffectBlur>},
     {6023, "QDEffectSharpen", "Sharpen", "Make edges sharper", 688, "sharpen", "Effects", true, nullptr,
@@ -67,21 +84,21 @@ const QDEffectCatalogueRow kRows[] = {
     {6044, "QDEffectNoise", "Noise Reduction", "Reduce noise present in low light photos", 671, "noise",
      "Retouch", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectNoise>},
     {6052, "QDEffectColorBoost", "Color Boost", "More vibrant colors", 449, "colorboost", "Filters", false,
-     "Color Boost Filter", nullptr, nullptr, 0, nullptr},
+     "Color Boost Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectColorBoost>},
     {6053, "QDEffectBlueify", "Electric", "Add vibrance with an extra boost for blue colors", 448, "electric",
-     "Filters", false, "Electric Filter", nullptr, nullptr, 0, nullptr},
+     "Filters", false, "Electric Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectBlueify>},
     {6054, "QDEffectAqua", "Aqua", "Add a blue and yellow tint", 446, "aqua", "Filters", false, "Aqua Filter",
-     nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectAqua>},
     {6055, "QDEffectRedwood", "Redwood", "Add shades of maroon and yellow", 452, "redwood", "Filters", false,
-     "Redwood Filter", nullptr, nullptr, 0, nullptr},
+     "Redwood Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectRedwood>},
     {6056, "QDEffectSunglow", "Sunglow", "Add a light yellow tint and a vignette", 453, "sunglow", "Filters",
-     false, "Sunglow Filter", nullptr, nullptr, 0, nullptr},
+     false, "Sunglow Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectSunglow>},
     {6057, "QDEffectAmber", "Amber", "Use a purple and orange color scheme", 445, "amber", "Filters", false,
-     "Amber Filter", nullptr, nullptr, 0, nullptr},
+     "Amber Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectAmber>},
     {6058, "QDEffectOrchid", "Orchid Light", "Light orange center with a purple vignette", 451, "orchid",
-     "Filters", false, "Orchid Filter", nullptr, nullptr, 0, nullptr},
+     "Filters", false, "Orchid Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectOrchid>},
     {6059, "QDEffectNocturnal", "Nocturnal", "Use dark and desaturated blue colors", 450, "nocturnal",
-     "Filters", false, "Nocturnal Filter", nullptr, nullptr, 0, nullptr},
+     "Filters", false, "Nocturnal Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectNocturnal>},
     {6038, "QDEffectFlip", "Flip", "Choose between flipping the image horizontally, vertically or both.", 657,
      "flip", "Edit", true, nullptr, nullptr, nullptr, 0, nullptr},
     {6000, "QDEffectBorder", "Border", "Add a colored border around an image", 439, "border", "Tools", true,
