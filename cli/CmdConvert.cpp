@@ -45,6 +45,16 @@ static int CmConvert(int argc, char** argv)
             settings.pnm.iBinThreshold = v, ++i;
         else if (strcmp(o, "--webp-quality") == 0 && ParseInt(value, 1, 100, v))
             settings.webp.iQuality = v, ++i;
+        else if (strcmp(o, "--avif-quality") == 0 && ParseInt(value, 0, 100, v))
+            settings.avif.iQuality = v, ++i;
+        else if (strcmp(o, "--avif-speed") == 0 && ParseInt(value, 0, 10, v))
+            settings.avif.iSpeed = v, ++i;
+        else if (strcmp(o, "--jxl-lossless") == 0)
+            settings.jxl.iMode = 0;
+        else if (strcmp(o, "--jxl-quality") == 0 && ParseInt(value, 0, 99, v))
+            settings.jxl.iMode = 1, settings.jxl.iQuality = v, ++i;
+        else if (strcmp(o, "--heic-quality") == 0 && ParseInt(value, 0, 100, v))
+            settings.heic.iQuality = v, ++i;
         else
         {
             fprintf(stderr, "quendrel-cli convert: bad option %s\n", o);
@@ -64,5 +74,6 @@ static int CmConvert(int argc, char** argv)
 static QDCliCommandRegistrar
     registrar("convert",
               "convert IN OUT [--quality N] [--jp2-lossless] [--jp2-quality N] [--bmp32] [--pnm-type N] "
-              "[--pnm-threshold N] [--webp-quality N]",
+              "[--pnm-threshold N] [--webp-quality N] [--avif-quality N] [--avif-speed N] [--jxl-lossless] "
+              "[--jxl-quality N] [--heic-quality N]",
               CmConvert);

@@ -248,6 +248,9 @@ bool QDCliTakeEncodeOptions(std::vector<char*>& args, LImageEncodeSettings& sett
         }
         settings.jpeg.SetQuality(int(q));
         settings.webp.iQuality = q < 1 ? 1 : int(q);
+        settings.avif.iQuality = int(q);
+        settings.heic.iQuality = int(q);
+        settings.jxl.iQuality = q > 99 ? 99 : int(q);
         args.erase(args.begin() + long(i), args.begin() + long(i) + 2);
         --i;
     }

@@ -34,15 +34,18 @@ const LImageCodecInfo arImageCodecInfo[LImageCodecCount] = {
     {"TIFF", "TIFF", "Tagged Image File Format", true, true, false, true, -1},
     {"WBMP", "WBMP", "Wireless Bitmap", true, true, false, false, -1},
     {"WEBP", "WEBP", "WebP", true, true, true, false, 3},
+    {"AVIF", "AVIF", "AV1 Image File Format", true, true, true, false, -1},
+    {"JPEGXL", "JPEG XL", "JPEG XL", true, true, true, false, -1},
+    {"HEIC", "HEIC", "High Efficiency Image File Format", true, true, true, false, -1},
 };
 
 const LImageCodecFileExtInfo arImageCodecFileExtInfo[LImageCodecFileExtCount] = {
-    {".bmp", 0},   {".dng", 1},   {".gif", 2},   {".jpg", 3},  {".jpeg", 3}, {".jp2", 4},  {".pcx", 5},
-    {".png", 6},   {".pnm", 7},   {".pbm", 7},   {".pgm", 7},  {".ppm", 7},  {".psd", 8},  {".ras", 9},
-    {".raw", 10},  {".cr2", 11},  {".crw", 11},  {".erf", 12}, {".raf", 13}, {".dcr", 14}, {".kdc", 14},
-    {".mos", 15},  {".mrw", 16},  {".nef", 17},  {".nrw", 17}, {".orf", 18}, {".rw2", 19}, {".pef", 20},
-    {".ptx", 20},  {".srw", 21},  {".arw", 22},  {".srf", 22}, {".sr2", 22}, {".tga", 23}, {".tif", 24},
-    {".tiff", 24}, {".wbmp", 25}, {".webp", 26},
+    {".bmp", 0},   {".dng", 1},   {".gif", 2},   {".jpg", 3},   {".jpeg", 3}, {".jp2", 4},   {".pcx", 5},
+    {".png", 6},   {".pnm", 7},   {".pbm", 7},   {".pgm", 7},   {".ppm", 7},  {".psd", 8},   {".ras", 9},
+    {".raw", 10},  {".cr2", 11},  {".crw", 11},  {".erf", 12},  {".raf", 13}, {".dcr", 14},  {".kdc", 14},
+    {".mos", 15},  {".mrw", 16},  {".nef", 17},  {".nrw", 17},  {".orf", 18}, {".rw2", 19},  {".pef", 20},
+    {".ptx", 20},  {".srw", 21},  {".arw", 22},  {".srf", 22},  {".sr2", 22}, {".tga", 23},  {".tif", 24},
+    {".tiff", 24}, {".wbmp", 25}, {".webp", 26}, {".avif", 27}, {".jxl", 28}, {".heic", 29}, {".heif", 29},
 };
 
 bool LImageCodec::InitFromFilePath(const char* path)
@@ -116,6 +119,10 @@ bool QDImageCodecVetoer::IsEnabled(LImageCodec codec, LImageIOType type) const
     case LImageCodecJPEG:
     case LImageCodecPNG:
     case LImageCodecTIFF:
+    // The modern formats are saved from the application as well.
+    case LImageCodecAVIF:
+    case LImageCodecJXL:
+    case LImageCodecHEIC:
         return true;
     default:
         return false;

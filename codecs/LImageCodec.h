@@ -37,9 +37,13 @@ enum LImageCodecIDs : LImageCodecID
     LImageCodecTIFF = 24,
     LImageCodecWBMP = 25,
     LImageCodecWEBP = 26,
+    // Formats added after the classic table; they keep to its end so the old ids never move.
+    LImageCodecAVIF = 27,
+    LImageCodecJXL = 28,
+    LImageCodecHEIC = 29,
 };
-constexpr int LImageCodecCount = 27;
-constexpr int LImageCodecFileExtCount = 38;
+constexpr int LImageCodecCount = 30;
+constexpr int LImageCodecFileExtCount = 42;
 
 // 2 reading, 3 writing; any other value enables nothing.
 enum LImageIOType : int

@@ -47,6 +47,23 @@ struct LCODEC_WebP_EncodeSettings
     int iQuality = 90; // 1 to 100
 };
 
+struct LCODEC_AVIF_EncodeSettings
+{
+    int iQuality = 60; // 0 to 100; 100 is lossless
+    int iSpeed = 6;    // 0 slowest and smallest to 10 fastest
+};
+
+struct LCODEC_JXL_EncodeSettings
+{
+    int iMode = 1;     // 0 lossless, 1 lossy
+    int iQuality = 90; // 0 to 99, lossy only; 90 is a visually lossless distance of 1
+};
+
+struct LCODEC_HEIC_EncodeSettings
+{
+    int iQuality = 75; // 0 to 100
+};
+
 struct LImageEncodeSettings
 {
     LCODEC_JPEG_EncodeSettings jpeg;
@@ -54,6 +71,9 @@ struct LImageEncodeSettings
     LCODEC_BMP_EncodeSettings bmp;
     LCODEC_PNM_EncodeSettings pnm;
     LCODEC_WebP_EncodeSettings webp;
+    LCODEC_AVIF_EncodeSettings avif;
+    LCODEC_JXL_EncodeSettings jxl;
+    LCODEC_HEIC_EncodeSettings heic;
 
     // Read and write the user settings under section, with the clamps on loading.
     void Load(const char* section);

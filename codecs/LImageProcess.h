@@ -4,12 +4,15 @@
 
 #include <type_traits>
 
+#include "codecs/LCodecAVIF.h"
 #include "codecs/LCodecBMP.h"
 #include "codecs/LCodecCamRAW.h"
 #include "codecs/LCodecGIF.h"
 #include "codecs/LCodecGIFEncode.h"
+#include "codecs/LCodecHEIC.h"
 #include "codecs/LCodecJPEG.h"
 #include "codecs/LCodecJPEG2000.h"
+#include "codecs/LCodecJXL.h"
 #include "codecs/LCodecPCX.h"
 #include "codecs/LCodecPNG.h"
 #include "codecs/LCodecPNM.h"
@@ -125,6 +128,15 @@ LProcessResult Process(LProcessInterface& outer, LProcessImageLoad<Base>& d)
     case LImageCodecWEBP:
         r = RunLoad<LProcessWEBPLoad>(process, d);
         break;
+    case LImageCodecAVIF:
+        r = RunLoad<LProcessAVIFLoad>(process, d);
+        break;
+    case LImageCodecJXL:
+        r = RunLoad<LProcessJXLLoad>(process, d);
+        break;
+    case LImageCodecHEIC:
+        r = RunLoad<LProcessHEICLoad>(process, d);
+        break;
     default:
     {
         // DNG, RAW and every camera family share one decoder.
@@ -207,6 +219,15 @@ LProcessResult Process(LProcessInterface& process, LProcessImageSave<Base>& d)
         break;
     case LImageCodecWEBP:
         r = RunSave<LProcessWEBPSave>(process, d, [&](auto& data) { data.settings = d.settings.webp; });
+        break;
+    case LImageCodecAVIF:
+        r = RunSave<LProcessAVIFSave>(process, d, [&](auto& data) { data.settings = d.settings.avif; });
+        break;
+    case LImageCodecJXL:
+        r = RunSave<LProcessJXLSave>(process, d, [&](auto& data) { data.settings = d.settings.jxl; });
+        break;
+    case LImageCodecHEIC:
+        r = RunSave<LProcessHEICSave>(process, d, [&](auto& data) { data.settings = d.settings.heic; });
         break;
     default:
         return LProcessResultFailed; // DNG and the raw families have no encoder

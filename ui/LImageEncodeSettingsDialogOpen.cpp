@@ -1,8 +1,10 @@
 #include "codecs/LImageEncodeSettingsDialog.h"
 
+#include "ui/LImageEncodeSettingsAVIFDlg.h"
 #include "ui/LImageEncodeSettingsBMPDlg.h"
 #include "ui/LImageEncodeSettingsJPEG2000Dlg.h"
 #include "ui/LImageEncodeSettingsJPEGDlg.h"
+#include "ui/LImageEncodeSettingsJXLDlg.h"
 #include "ui/LImageEncodeSettingsPNMDlg.h"
 #include "ui/LImageEncodeSettingsWebPDlg.h"
 
@@ -20,6 +22,12 @@ bool LImageEncodeSettingsDialogOpen(QWidget* parent, LImageCodec codec, LImageEn
         return LImageEncodeSettingsPNMDlg(parent, settings.pnm).exec() == QDialog::Accepted;
     case LImageCodecWEBP:
         return LImageEncodeSettingsWebPDlg(parent, settings.webp).exec() == QDialog::Accepted;
+    case LImageCodecAVIF:
+        return LImageEncodeSettingsAVIFDlg(parent, settings.avif).exec() == QDialog::Accepted;
+    case LImageCodecJXL:
+        return LImageEncodeSettingsJXLDlg(parent, settings.jxl).exec() == QDialog::Accepted;
+    case LImageCodecHEIC:
+        return LImageEncodeSettingsHEICDlg(parent, settings.heic).exec() == QDialog::Accepted;
     default:
         return true; // nothing to ask
     }

@@ -400,7 +400,7 @@ TEST(BatchOutputPath, AsTheRunMakesIt)
     o.iSaveFileFormat = LImageCodecTIFF;
     ASSERT_TRUE(QDBatchGetOutputPath(item, o, out));
     EXPECT_EQ(out, "/out/a.tar.tif");
-    o.iSaveFileFormat = 27;
+    o.iSaveFileFormat = LImageCodecCount;
     EXPECT_FALSE(QDBatchGetOutputPath(item, o, out));
     o.iSaveFileFormat = -1;
     EXPECT_FALSE(QDBatchGetOutputPath(item, o, out));

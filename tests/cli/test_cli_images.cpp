@@ -99,6 +99,19 @@ TEST(QuendrelCliImages, EveryReadWritePairConverts)
                               ") && test $(stat -c %s " + d("y.jp2") + ") -lt $(stat -c %s " + d("l.jp2") +
                               ")";
     EXPECT_EQ(system(sizes.c_str()), 0);
+
+    // A phone's HEIC through the modern formats to a JPEG, with their options.
+    ASSERT_EQ(
+        RunCommand("heif-enc -q 80 " + d("photo.jpg") + " -o " + d("phone.heic") + " >/dev/null").iStatus, 0);
+    const char* chain[][3] = {{"phone.heic", "c.avif", "--avif-quality 70 --avif-speed 9"},
+                              {"c.avif", "c.jxl", "--jxl-quality 80"},
+                              {"c.jxl", "l.jxl", "--jxl-lossless"},
+                              {"l.jxl", "c.heic", "--heic-quality 40"},
+                              {"c.heic", "c.jpg", ""}};
+    for (const auto& step : chain)
+        ASSERT_EQ(RunCli(std::string("convert ") + d(step[0]) + " " + d(step[1]) + " " + step[2]).iStatus, 0)
+            << step[1];
+    EXPECT_EQ(RunCli("info " + d("c.jpg")).szOutput, "40x30 24 JPEG\n");
 }
 
 TEST(QuendrelCliImages, RawDecodingSurvivesExhaustedMemory)

@@ -21,7 +21,11 @@ TEST(Registry, CodecIsChosenByExtensionAlone)
     const std::pair<const char*, int> known[] = {{"/x/PHOTO.JPG", LImageCodecJPEG},
                                                  {"photo.jpeg", LImageCodecJPEG},
                                                  {"a.b/Shot.NEF", LImageCodecRawNikon},
-                                                 {"scan.TiFf", LImageCodecTIFF}};
+                                                 {"scan.TiFf", LImageCodecTIFF},
+                                                 {"IMG_1.HEIC", LImageCodecHEIC},
+                                                 {"x.heif", LImageCodecHEIC},
+                                                 {"x.avif", LImageCodecAVIF},
+                                                 {"x.jxl", LImageCodecJXL}};
     for (const auto& [path, id] : known)
     {
         EXPECT_TRUE(c.InitFromFilePath(path)) << path;
@@ -34,7 +38,7 @@ TEST(Registry, CodecIsChosenByExtensionAlone)
         EXPECT_EQ(c.id, LImageCodecUnknown);
     }
     // Nothing for an unknown id.
-    EXPECT_STREQ(LImageCodec(27).GetName(), "");
+    EXPECT_STREQ(LImageCodec(LImageCodecCount).GetName(), "");
     EXPECT_STREQ(LImageCodec(-1).GetPreferredExtension(), "");
     // Every pair points at a codec, in id order, and every codec has at least one.
     int last = 0, count[LImageCodecCount] = {};
@@ -56,39 +60,44 @@ TEST(Registry, VetoersAndFilterList)
     EXPECT_FALSE(app.IsEnabled(LImageCodec(LImageCodecPSD), LImageIOWrite));
     EXPECT_TRUE(app.IsEnabled(LImageCodec(LImageCodecPSD), LImageIORead));
     EXPECT_FALSE(base.IsEnabled(LImageCodec(LImageCodecDNG), LImageIOWrite));
-    EXPECT_FALSE(base.IsEnabled(LImageCodec(27), LImageIORead));
+    EXPECT_FALSE(base.IsEnabled(LImageCodec(LImageCodecCount), LImageIORead));
     EXPECT_FALSE(base.IsEnabled(LImageCodec(LImageCodecBMP), LImageIOType(1)));
     int writable = 0;
     for (int id = 0; id < LImageCodecCount; ++id)
         writable += app.IsEnabled(LImageCodec(id), LImageIOWrite);
-    EXPECT_EQ(writable, 5);
+    EXPECT_EQ(writable, 8); // the classic five and the three modern formats
 
     LImageCodecFilterList read;
     std::string filter;
     ASSERT_TRUE(read.Init(filter, LImageIORead, nullptr));
-    EXPECT_EQ(read.GetCount(), 28);
+    EXPECT_EQ(read.GetCount(), 31);
     EXPECT_EQ(read.GetCodec(1), LImageCodecUnknown);
     EXPECT_EQ(read.GetItem(1).szLabel, "All images");
     EXPECT_EQ(read.GetItem(1).szExtensions.rfind("*.bmp;*.dng;*.gif;*.jpg;*.jpeg;", 0), 0u);
-    EXPECT_EQ(read.GetItem(2).szLabel, "Adobe Photoshop Document (*.psd)");
+    const std::string& all = read.GetItem(1).szExtensions;
+    EXPECT_EQ(all.substr(all.size() - 34), ";*.webp;*.avif;*.jxl;*.heic;*.heif") << all;
+    EXPECT_EQ(read.GetItem(2).szLabel, "AV1 Image File Format (*.avif)");
+    EXPECT_EQ(read.GetItem(3).szLabel, "Adobe Photoshop Document (*.psd)");
     for (int i = 3; i <= read.GetCount(); ++i)
         EXPECT_LE(read.GetItem(i - 1).szLabel, read.GetItem(i).szLabel);
     EXPECT_EQ(read.GetCodec(read.GetIndex(LImageCodec(LImageCodecJPEG))), LImageCodecJPEG);
-    EXPECT_EQ(read.GetCodec(29), LImageCodecUnknown);
+    EXPECT_EQ(read.GetCodec(32), LImageCodecUnknown);
     EXPECT_EQ(read.GetIndex(LImageCodec(40)), 0);
     // The string is label, NUL, extensions, NUL for each item.
     EXPECT_EQ(filter.compare(0, 11, "All images\0", 11), 0);
     size_t nuls = 0;
     for (char ch : filter)
         nuls += ch == 0;
-    EXPECT_EQ(nuls, 56u);
+    EXPECT_EQ(nuls, 62u);
 
     LImageCodecFilterList write;
     ASSERT_TRUE(write.Init(filter, LImageIOWrite, &app));
-    ASSERT_EQ(write.GetCount(), 5);
-    EXPECT_EQ(write.GetItem(1).szLabel, "Graphics Interchange Format (*.gif)");
-    EXPECT_EQ(write.GetItem(2).szLabel, "Joint Photographic Experts Group (*.jpg;*.jpeg)");
-    EXPECT_EQ(write.GetItem(5).szLabel, "Tagged Image File Format (*.tif;*.tiff)");
+    ASSERT_EQ(write.GetCount(), 8);
+    EXPECT_EQ(write.GetItem(1).szLabel, "AV1 Image File Format (*.avif)");
+    EXPECT_EQ(write.GetItem(3).szLabel, "High Efficiency Image File Format (*.heic;*.heif)");
+    EXPECT_EQ(write.GetItem(4).szLabel, "JPEG XL (*.jxl)");
+    EXPECT_EQ(write.GetItem(5).szLabel, "Joint Photographic Experts Group (*.jpg;*.jpeg)");
+    EXPECT_EQ(write.GetItem(8).szLabel, "Tagged Image File Format (*.tif;*.tiff)");
     EXPECT_FALSE(write.Init(filter, LImageIOType(4), nullptr));
 
     std::string ext;
@@ -98,7 +107,7 @@ TEST(Registry, VetoersAndFilterList)
     EXPECT_FALSE(
         LImageCodecFilterList::GetEnabledExtensions(ext, LImageCodec(LImageCodecPSD), LImageIOWrite, &app));
     EXPECT_TRUE(LImageCodecFilterList::GetEnabledExtensions(ext, LImageCodec(99), LImageIOWrite, &app));
-    EXPECT_EQ(ext, "*.bmp;*.gif;*.jpg;*.jpeg;*.png;*.tif;*.tiff");
+    EXPECT_EQ(ext, "*.bmp;*.gif;*.jpg;*.jpeg;*.png;*.tif;*.tiff;*.avif;*.jxl;*.heic;*.heif");
 }
 
 TEST(Registry, LoadAndSaveSayWhatWentWrong)
@@ -283,11 +292,17 @@ TEST(Registry, EncodeSettingsPersistWithTheirClamps)
     s.jpeg.iQuality = 150;
     s.jpeg2000.iMode = 3;
     s.jpeg2000.iQuality = 150;
+    s.avif.iSpeed = 11;
+    s.jxl.iQuality = 100;
+    s.heic.iQuality = -1;
     s.Save("EncodeTest");
     r.Load("EncodeTest");
     EXPECT_EQ(r.jpeg.iQuality, 100);
     EXPECT_EQ(r.jpeg2000.iMode, 1);
     EXPECT_EQ(r.jpeg2000.iQuality, 90);
+    EXPECT_EQ(r.avif.iSpeed, 6);
+    EXPECT_EQ(r.jxl.iQuality, 90);
+    EXPECT_EQ(r.heic.iQuality, 75);
     // Other sections keep the defaults.
     r.Load("Elsewhere");
     EXPECT_EQ(r.pnm.iType, 5);

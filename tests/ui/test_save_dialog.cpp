@@ -80,7 +80,9 @@ TEST_F(SaveAsDialogTest, FormatsControlsAndTheSizeOfTheFileWritten)
         formats << d.lpFormat->itemText(i);
     EXPECT_EQ(formats, QStringList({".BMP (Microsoft Bitmap)", ".GIF (Graphics Interchange Format)",
                                     ".JPEG (Joint Photographic Experts Group)",
-                                    ".PNG (Portable Network Graphics)", ".TIFF (Tagged Image File Format)"}));
+                                    ".PNG (Portable Network Graphics)", ".TIFF (Tagged Image File Format)",
+                                    ".AVIF (AV1 Image File Format)", ".JPEG XL (JPEG XL)",
+                                    ".HEIC (High Efficiency Image File Format)"}));
     EXPECT_EQ(d.lpFormat->currentIndex(), 2);
     EXPECT_EQ(d.lpQuality->value(), 100);
     ASSERT_TRUE(d.WaitForPreview(60000));

@@ -14,9 +14,11 @@
 
 #include "ui_support.h"
 #include "codecs/LImageEncodeSettingsDialog.h"
+#include "ui/LImageEncodeSettingsAVIFDlg.h"
 #include "ui/LImageEncodeSettingsBMPDlg.h"
 #include "ui/LImageEncodeSettingsJPEG2000Dlg.h"
 #include "ui/LImageEncodeSettingsJPEGDlg.h"
+#include "ui/LImageEncodeSettingsJXLDlg.h"
 #include "ui/LImageEncodeSettingsPNMDlg.h"
 #include "ui/LImageEncodeSettingsWebPDlg.h"
 
@@ -106,6 +108,42 @@ TEST(EncodeSettingsDialogs, JPEG2000RateOnlyWhenLossy)
     EXPECT_FALSE(w->lpRate->isEnabled());
     Click(d, "Save");
     EXPECT_EQ(s.iMode, 0);
+}
+
+TEST(EncodeSettingsDialogs, ModernFormats)
+{
+    TestApp();
+    LCODEC_AVIF_EncodeSettings avif;
+    avif.iSpeed = 40; // out of range: shown at the end of the slider
+    LImageEncodeSettingsAVIFDlg a(nullptr, avif);
+    EXPECT_EQ(a.windowTitle(), "AVIF Compression Settings");
+    EXPECT_EQ(a.GetWindow()->lpQuality->value(), 60);
+    EXPECT_EQ(a.GetWindow()->lpSpeed->value(), 10);
+    a.GetWindow()->lpQuality->setValue(100);
+    Click(a, "Cancel");
+    EXPECT_EQ(avif.iQuality, 60);
+    a.GetWindow()->lpQuality->setValue(100);
+    Click(a, "Save");
+    EXPECT_EQ(avif.iQuality, 100);
+    EXPECT_EQ(avif.iSpeed, 10);
+
+    LCODEC_JXL_EncodeSettings jxl;
+    LImageEncodeSettingsJXLDlg j(nullptr, jxl);
+    EXPECT_EQ(j.windowTitle(), "JPEG XL Compression Settings");
+    LImageEncodeSettingsJXLWindow* w = j.GetWindow();
+    EXPECT_TRUE(w->lpLossy->isChecked());
+    EXPECT_EQ(w->lpQuality->maximum(), 99);
+    w->lpLossless->setChecked(true);
+    EXPECT_FALSE(w->lpQuality->isEnabled());
+    Click(j, "Save");
+    EXPECT_EQ(jxl.iMode, 0);
+
+    LCODEC_HEIC_EncodeSettings heic;
+    LImageEncodeSettingsHEICDlg h(nullptr, heic);
+    EXPECT_EQ(h.windowTitle(), "HEIC Compression Settings");
+    h.GetWindow()->lpQuality->setValue(42);
+    Click(h, "Save");
+    EXPECT_EQ(heic.iQuality, 42);
 }
 
 TEST(EncodeSettingsDialogs, BMPAndPNMLists)

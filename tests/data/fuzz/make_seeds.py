@@ -35,7 +35,7 @@ def pillow(target, name, make, prefix=b""):
         f.write(prefix + buf.getvalue())
 
 
-for t in ["bmp", "tga", "pcx", "ras", "pnm", "wbmp", "psd", "image"]:
+for t in ["bmp", "tga", "pcx", "ras", "pnm", "wbmp", "psd", "image", "avif", "jxl", "heic"]:
     shutil.rmtree(os.path.join(HERE, t), ignore_errors=True)
 
 # BMP, and bare DIBs (the file without its 14-byte header).
@@ -178,4 +178,33 @@ with open(dng, "rb") as f:
     data = f.read()
 with open(os.path.join(HERE, "image", "t.dng"), "wb") as f:
     f.write(b"\x06" + data)
+# AVIF, JPEG XL and HEIC from the Debian tools of their libraries.
+DEEP = os.path.join(TMP, "deep.png")
+subprocess.run(["convert", ALPHA, "-depth", "16", "-blur", "0x0.7", "-define", "png:bit-depth=16", DEEP], check=True)
+RGBA = os.path.join(TMP, "rgba.png")  # heif-enc keeps alpha only from a plain RGBA file
+subprocess.run(["convert", ALPHA, "PNG32:" + RGBA], check=True)
+GREY = os.path.join(TMP, "grey.png")
+subprocess.run(["convert", SRC, "-colorspace", "gray", GREY], check=True)
+
+
+def tool(target, name, command):
+    folder = os.path.join(HERE, target)
+    os.makedirs(folder, exist_ok=True)
+    subprocess.run(command + [os.path.join(folder, name)], check=True, stdout=subprocess.DEVNULL)
+
+
+for name, opts, src in [("lossy.avif", ["-s", "10"], SRC), ("alpha.avif", ["-s", "10", "--minalpha", "20", "--maxalpha", "30"], ALPHA),
+                        ("420.avif", ["-s", "10", "-y", "420"], SRC), ("10bit.avif", ["-s", "10", "-d", "10"], DEEP),
+                        ("12bit.avif", ["-s", "10", "-d", "12", "-y", "400"], DEEP),
+                        ("lossless.avif", ["-s", "10", "-l"], SRC),
+                        ("turned.avif", ["-s", "10", "--irot", "1", "--imir", "1"], SRC)]:
+    tool("avif", name, ["avifenc"] + opts + [src])
+for name, opts, src in [("lossy.jxl", ["-d", "2"], SRC), ("lossless.jxl", ["-d", "0"], ALPHA),
+                        ("deep.jxl", ["-d", "0"], DEEP), ("grey.jxl", ["-d", "1"], GREY),
+                        ("boxed.jxl", ["-d", "1", "--container=1"], ALPHA)]:
+    tool("jxl", name, ["cjxl", src] + opts)
+for name, opts, src in [("lossy.heic", ["-q", "50"], SRC), ("alpha.heic", ["-q", "50"], RGBA),
+                        ("lossless.heic", ["-L"], SRC)]:
+    tool("heic", name, ["heif-enc"] + opts + [src, "-o"])
+
 shutil.rmtree(TMP)
