@@ -293,7 +293,9 @@ TEST_F(ModernCodecs, MetadataBlocksAreFoundAndWritten)
         EXPECT_EQ(b->arXMP, blocks.arXMP);
         // JPEG XL keeps a profile it understands as a colour description and makes it anew.
         if (!blocks.arICC.empty() && b != &jxl)
+        {
             EXPECT_EQ(b->arICC, blocks.arICC);
+        }
         EXPECT_EQ(b->arICC.empty(), blocks.arICC.empty());
     }
     // An EXIF block without a TIFF header is no EXIF block.
