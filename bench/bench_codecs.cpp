@@ -6,6 +6,8 @@
 
 #include <cstdlib>
 #include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "codecs/LImage.h"
@@ -16,6 +18,14 @@ const char* Input(const char* variable)
 {
     const char* p = getenv(variable);
     return p && *p ? p : nullptr;
+}
+
+double ProcessCpuSeconds()
+{
+    rusage u;
+    getrusage(RUSAGE_SELF, &u);
+    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
+           1e-6 * double(u.ru_utime.tv_usec + u.ru_stime.tv_usec);
 }
 
 void Decode(benchmark::State& state, const char* variable)
@@ -51,12 +61,18 @@ void Encode(benchmark::State& state, const char* variable, const char* extension
     const std::string out = std::string(dir && *dir ? dir : "/tmp") + "/quendrel-bench" + extension;
     LImageEncodeSettings settings;
     settings.jpeg.SetQuality(90);
+    // Processor time of every thread, since the PNG writer uses all cores.
+    const double cpuBefore = ProcessCpuSeconds();
     for (auto _ : state)
         if (!LImage::Save(image, out.c_str(), settings, 3000))
         {
             state.SkipWithError("save failed");
             break;
         }
+    struct stat st;
+    if (stat(out.c_str(), &st) == 0)
+        state.counters["bytes"] = double(st.st_size);
+    state.counters["cpu_s"] = (ProcessCpuSeconds() - cpuBefore) / double(state.iterations());
     unlink(out.c_str());
 }
 

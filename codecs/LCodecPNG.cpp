@@ -21,15 +21,6 @@ void ReadFn(png_structp png, png_bytep data, png_size_t size)
         png_error(png, "truncated");
 }
 
-void WriteFn(png_structp png, png_bytep data, png_size_t size)
-{
-    LCodecWriter* output = static_cast<LCodecWriter*>(png_get_io_ptr(png));
-    if (!output->Write(data, size))
-        png_error(png, "write failed");
-}
-
-void FlushFn(png_structp) {}
-
 // Everything that lives across the long jump stays outside the jumping frame.
 struct DecodeState
 {
@@ -98,50 +89,6 @@ LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader&
     return LProcessResultSuccess;
 }
 
-struct EncodeState
-{
-    png_structp png = nullptr;
-    png_infop info = nullptr;
-};
-
-LProcessResult Encode(LProcessInterface& process, EncodeState& st, LCodecWriter& output,
-                      const LImageBuffer& image, LCodecSourceRows& source, int level)
-{
-    png_structp png = st.png;
-    png_infop info = st.info;
-    if (setjmp(png_jmpbuf(png)))
-        return LProcessResultFailed;
-    png_set_write_fn(png, &output, WriteFn, FlushFn);
-    if (level >= 0 && level <= 9)
-    {
-        png_set_compression_level(png, level);
-        // At the fast levels one cheap filter beats trying all five on every row.
-        if (level <= 3)
-            png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
-    }
-    const int w = image.GetWidth(), h = image.GetHeight();
-    const bool rgb24 = image.GetPixelFormat() == B8G8R8;
-    const bool alpha = !rgb24 && !source.IsOpaque();
-    png_set_IHDR(png, info, png_uint_32(w), png_uint_32(h), 8,
-                 alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
-                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    if (image.imf.HorizontalResolution && image.imf.VerticalResolution)
-        png_set_pHYs(png, info, image.imf.HorizontalResolution, image.imf.VerticalResolution,
-                     PNG_RESOLUTION_METER);
-    png_write_info(png, info);
-    png_set_bgr(png);
-    if (!rgb24 && !alpha)
-        png_set_filler(png, 0, PNG_FILLER_AFTER); // drops the fourth byte of each pixel
-    LCodecProgress progress(process);
-    for (int y = 0; y < h; ++y)
-    {
-        png_write_row(png, const_cast<png_bytep>(rgb24 ? image.GetRow(y) : source.Row(y)));
-        if (!progress.Row(y + 1, h))
-            return LProcessResultCancelled;
-    }
-    png_write_end(png, info);
-    return LProcessResultSuccess;
-}
 } // namespace
 
 LProcessResult LCodecPNGDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
@@ -161,23 +108,5 @@ LProcessResult LCodecPNGDecode(LProcessInterface& process, LCodecReader& input, 
         image.Destroy();
         bitDepth = 0;
     }
-    return r;
-}
-
-LProcessResult LCodecPNGEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
-                               int compressionLevel)
-{
-    process.SetStatus("Encoding PNG image", 0);
-    LCodecSourceRows source(image);
-    if (image.GetPixelFormat() != B8G8R8 && !source.IsValid())
-        return LProcessResultFailed;
-    EncodeState st;
-    st.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, ErrorFn, WarningFn);
-    if (!st.png)
-        return LProcessResultFailed;
-    st.info = png_create_info_struct(st.png);
-    LProcessResult r =
-        st.info ? Encode(process, st, output, image, source, compressionLevel) : LProcessResultFailed;
-    png_destroy_write_struct(&st.png, &st.info);
     return r;
 }

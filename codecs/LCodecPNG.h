@@ -3,6 +3,7 @@
 // Failure is result 2 with no message of its own; the registry words it.
 
 #include "codecs/LCodecCommon.h"
+#include "codecs/LImageMetadata.h"
 
 template <class Base>
 struct LProcessPNGLoad
@@ -30,13 +31,15 @@ struct LProcessPNGSave
 {
     LOutputStream<Base>* lpStream = nullptr;
     const LImageBuffer* lpImage = nullptr;
-    // zlib's 0 to 9; -1 is the library's default. 1 trades some size for several times the speed.
+    // zlib's 0 to 9; -1 is the writer's default. 1 trades some size for speed.
     int iCompressionLevel = -1;
+    const LImageMetadata* lpMetadata = nullptr; // blocks to embed, ready for writing
 };
 
-// Writes 8-bit RGB, or RGBA when any pixel is not opaque.
+// Writes 8-bit RGB, or RGBA when any pixel is not opaque, deflating row bands on all cores.
+// metadata goes into iCCP, eXIf and iTXt chunks as given.
 LProcessResult LCodecPNGEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
-                               int compressionLevel = -1);
+                               int compressionLevel = -1, const LImageMetadata* metadata = nullptr);
 
 template <class Base>
 LProcessResult Process(LProcessInterface& process, LProcessPNGSave<Base>& data)
@@ -44,5 +47,5 @@ LProcessResult Process(LProcessInterface& process, LProcessPNGSave<Base>& data)
     if (!data.lpStream || !data.lpImage || !data.lpImage->IsValid())
         return LProcessResultFailed;
     LCodecWriterOf<Base> output(*data.lpStream);
-    return LCodecPNGEncode(process, output, *data.lpImage, data.iCompressionLevel);
+    return LCodecPNGEncode(process, output, *data.lpImage, data.iCompressionLevel, data.lpMetadata);
 }
