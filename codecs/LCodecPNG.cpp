@@ -1,6 +1,7 @@
 #include "codecs/LCodecPNG.h"
 
 #include <csetjmp>
+#include <cstring>
 #include <vector>
 
 #include <png.h>
@@ -28,8 +29,34 @@ struct DecodeState
     png_infop info = nullptr;
 };
 
+// Blocks that libpng has already checked (lengths, CRCs); text after the pixels is not looked for.
+void CollectMetadata(png_structp png, png_infop info, LImageMetadata& metadata)
+{
+    metadata.Clear();
+    png_uint_32 exifSize = 0;
+    png_bytep exif = nullptr;
+    if (png_get_eXIf_1(png, info, &exifSize, &exif) && exif)
+        metadata.SetExif(exif, exifSize);
+    png_charp name = nullptr;
+    int method = 0;
+    png_bytep icc = nullptr;
+    png_uint_32 iccSize = 0;
+    if (png_get_iCCP(png, info, &name, &method, &icc, &iccSize) && icc)
+        metadata.SetIcc(icc, iccSize);
+    png_textp text = nullptr;
+    int count = 0;
+    png_get_text(png, info, &text, &count);
+    for (int i = 0; i < count; ++i)
+        if (text[i].key && strcmp(text[i].key, "XML:com.adobe.xmp") == 0 && text[i].text)
+        {
+            const size_t size = text[i].compression > 0 ? text[i].itxt_length : text[i].text_length;
+            metadata.SetXmp(reinterpret_cast<const uint8_t*>(text[i].text), size);
+            break;
+        }
+}
+
 LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader& input, LImageBuffer& image,
-                      int& bitDepth)
+                      int& bitDepth, LImageMetadata* metadata)
 {
     png_structp png = st.png;
     png_infop info = st.info;
@@ -38,6 +65,8 @@ LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader&
     png_set_read_fn(png, &input, ReadFn);
     png_set_user_limits(png, uint32_t(kLCodecMaxSide), uint32_t(kLCodecMaxSide));
     png_read_info(png, info);
+    if (metadata)
+        CollectMetadata(png, info, *metadata);
     png_uint_32 w, h;
     int depth, colourType, interlace;
     png_get_IHDR(png, info, &w, &h, &depth, &colourType, &interlace, nullptr, nullptr);
@@ -92,7 +121,7 @@ LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader&
 } // namespace
 
 LProcessResult LCodecPNGDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                               int& bitDepth)
+                               int& bitDepth, LImageMetadata* metadata)
 {
     process.SetStatus("Decoding PNG image", 0);
     bitDepth = 0;
@@ -101,12 +130,14 @@ LProcessResult LCodecPNGDecode(LProcessInterface& process, LCodecReader& input, 
     if (!st.png)
         return LProcessResultFailed;
     st.info = png_create_info_struct(st.png);
-    LProcessResult r = st.info ? Decode(process, st, input, image, bitDepth) : LProcessResultFailed;
+    LProcessResult r = st.info ? Decode(process, st, input, image, bitDepth, metadata) : LProcessResultFailed;
     png_destroy_read_struct(&st.png, &st.info, nullptr);
     if (r != LProcessResultSuccess)
     {
         image.Destroy();
         bitDepth = 0;
+        if (metadata)
+            metadata->Clear();
     }
     return r;
 }

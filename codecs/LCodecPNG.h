@@ -10,12 +10,13 @@ struct LProcessPNGLoad
 {
     LInputStream<Base>* lpStream = nullptr;
     LImageBuffer* lpImage = nullptr;
-    int iBitDepth = 0; // of the file, set on success
+    int iBitDepth = 0;                    // of the file, set on success
+    LImageMetadata* lpMetadata = nullptr; // receives eXIf, iCCP and the XMP iTXt when given
 };
 
 // Decodes any PNG (palette, tRNS, grey with alpha, 16 bits, interlaced) to B8G8R8A8.
 LProcessResult LCodecPNGDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                               int& bitDepth);
+                               int& bitDepth, LImageMetadata* metadata = nullptr);
 
 template <class Base>
 LProcessResult Process(LProcessInterface& process, LProcessPNGLoad<Base>& data)
@@ -23,7 +24,7 @@ LProcessResult Process(LProcessInterface& process, LProcessPNGLoad<Base>& data)
     if (!data.lpStream || !data.lpImage)
         return LProcessResultFailed;
     LCodecReaderOf<Base> input(*data.lpStream);
-    return LCodecPNGDecode(process, input, *data.lpImage, data.iBitDepth);
+    return LCodecPNGDecode(process, input, *data.lpImage, data.iBitDepth, data.lpMetadata);
 }
 
 template <class Base>

@@ -321,9 +321,10 @@ bool WriteMetadataChunks(LCodecWriter& output, const LImageMetadata& m)
         return false;
     if (!m.arXmp.empty())
     {
-        // Keyword, then no compression, and empty language and translated keyword.
+        // Keyword, no compression (flag and method), empty language and translated keyword: the
+        // literal's own terminator ends the last.
         static const char head[] = "XML:com.adobe.xmp\0\0\0\0";
-        const Piece pieces[2] = {{reinterpret_cast<const uint8_t*>(head), sizeof(head) - 1},
+        const Piece pieces[2] = {{reinterpret_cast<const uint8_t*>(head), sizeof(head)},
                                  {m.arXmp.data(), m.arXmp.size()}};
         if (!WriteChunk(output, "iTXt", pieces, 2))
             return false;
