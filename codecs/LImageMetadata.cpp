@@ -191,6 +191,116 @@ void AddLine(std::string& out, const std::string& key, std::string value)
 }
 } // namespace
 
+bool LImageMetadataReadTiff(const uint8_t* data, size_t size, LImageMetadata& out)
+{
+    out.Clear();
+    try
+    {
+        QuietLibrary();
+        auto image = Exiv2::ImageFactory::open(data, long(size));
+        if (!image.get() || image->imageType() != Exiv2::ImageType::tiff)
+            return false;
+        image->readMetadata();
+        if (image->iccProfileDefined())
+            out.SetIcc(image->iccProfile()->pData_, size_t(image->iccProfile()->size_));
+        const std::string& xmp = image->xmpPacket();
+        out.SetXmp(reinterpret_cast<const uint8_t*>(xmp.data()), xmp.size());
+        // The directory of the picture is the EXIF block, less what describes its own layout.
+        Exiv2::ExifData exif = image->exifData();
+        for (auto it = exif.begin(); it != exif.end();)
+        {
+            const std::string group = it->groupName();
+            if (group != "Image" && group != "Photo" && group != "GPSInfo" && group != "Iop")
+                it = exif.erase(it);
+            else
+                ++it;
+        }
+        for (const char* key : {"Exif.Image.InterColorProfile", "Exif.Image.XMLPacket"})
+        {
+            auto it = exif.findKey(Exiv2::ExifKey(key));
+            if (it != exif.end())
+                exif.erase(it);
+        }
+        for (const char* key : kStaleExifKeys)
+        {
+            auto it = exif.findKey(Exiv2::ExifKey(key));
+            if (it != exif.end())
+                exif.erase(it);
+        }
+        for (const char* key : {"Exif.Image.ImageWidth", "Exif.Image.ImageLength", "Exif.Image.XResolution",
+                                "Exif.Image.YResolution", "Exif.Image.ResolutionUnit"})
+        {
+            auto it = exif.findKey(Exiv2::ExifKey(key));
+            if (it != exif.end())
+                exif.erase(it);
+        }
+        // Nothing but layout left is no photo information.
+        if (exif.count() > 0 && !(exif.count() == 1 && exif.begin()->key() == "Exif.Image.Orientation"))
+        {
+            Exiv2::Blob blob;
+            Exiv2::ExifParser::encode(blob, image->byteOrder(), exif);
+            out.SetExif(blob.data(), blob.size());
+        }
+        return true;
+    }
+    catch (...)
+    {
+        out.Clear();
+        return false;
+    }
+}
+
+bool LImageMetadataEmbedInTiff(std::vector<uint8_t>& tiff, const LImageMetadata& prepared)
+{
+    if (prepared.IsEmpty())
+        return true;
+    try
+    {
+        QuietLibrary();
+        auto image = Exiv2::ImageFactory::open(tiff.data(), long(tiff.size()));
+        if (!image.get())
+            return false;
+        image->readMetadata();
+        if (!prepared.arExif.empty())
+        {
+            Exiv2::ExifData exif;
+            Exiv2::ExifParser::decode(exif, prepared.arExif.data(), prepared.arExif.size());
+            for (const Exiv2::Exifdatum& d : exif)
+            {
+                const std::string group = d.groupName();
+                // The layout tags stay the writer's own.
+                if ((group == "Image" || group == "Photo" || group == "GPSInfo" || group == "Iop") &&
+                    image->exifData().findKey(Exiv2::ExifKey(d.key())) == image->exifData().end())
+                    image->exifData().add(d);
+            }
+        }
+        if (!prepared.arXmp.empty())
+            image->setXmpPacket(std::string(prepared.arXmp.begin(), prepared.arXmp.end()));
+        if (!prepared.arIcc.empty())
+        {
+            Exiv2::DataBuf icc(prepared.arIcc.data(), long(prepared.arIcc.size()));
+            image->setIccProfile(icc, false);
+        }
+        image->writeMetadata();
+        Exiv2::BasicIo& io = image->io();
+        if (io.open() != 0)
+            return false;
+        const long size = io.size();
+        std::vector<uint8_t> out(size_t(size > 0 ? size : 0));
+        io.seek(0, Exiv2::BasicIo::beg);
+        const bool ok = size > 0 && io.read(out.data(), size) == size;
+        io.close();
+        if (!ok)
+            return false;
+        tiff.swap(out);
+        return true;
+    }
+    catch (...)
+    {
+        return false;
+    }
+}
+
 void LImageMetadataPrepareForSave(const LImageMetadata& in, int width, int height, LImageMetadata& out)
 {
     out.Clear();
@@ -230,7 +340,9 @@ bool LImageMetadataDescribe(const LImageMetadata& m, std::string& out)
             Exiv2::ExifParser::decode(exif, m.arExif.data(), m.arExif.size());
             ok = ok && !exif.empty();
             for (const Exiv2::Exifdatum& d : exif)
-                if (d.tag() != 0x927c && d.groupName() != "Thumbnail") // the maker's own blob
+                // Leaves out the maker's own blob, the directory pointers and the thumbnail.
+                if (d.tag() != 0x927c && d.tag() != 0x8769 && d.tag() != 0x8825 && d.tag() != 0xa005 &&
+                    d.groupName() != "Thumbnail")
                     AddLine(out, d.key(), d.print(&exif));
         }
     }

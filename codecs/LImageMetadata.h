@@ -40,6 +40,12 @@ struct LImageMetadata
 // cannot be parsed is left out rather than written with stale values; the ICC profile is copied.
 void LImageMetadataPrepareForSave(const LImageMetadata& in, int width, int height, LImageMetadata& out);
 
+// Container helpers for formats whose metadata sits where only a full parser finds it. The TIFF
+// reader takes the whole file; the embedder rewrites a finished TIFF in place with the prepared
+// blocks. False when nothing could be read or written (the TIFF is then left as it was).
+bool LImageMetadataReadTiff(const uint8_t* data, size_t size, LImageMetadata& out);
+bool LImageMetadataEmbedInTiff(std::vector<uint8_t>& tiff, const LImageMetadata& prepared);
+
 // One "key = value" line per EXIF and XMP property, then the profile's description and size;
 // false when a block could not be parsed (what could be read is still listed).
 bool LImageMetadataDescribe(const LImageMetadata& metadata, std::string& out);
