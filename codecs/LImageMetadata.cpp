@@ -43,6 +43,10 @@ bool LImageMetadata::SetIcc(const uint8_t* data, size_t size)
 
 namespace
 {
+// The XMP toolkit under the library is not safe for concurrent use without a lock of its own,
+// and saves run on several threads; the work here is small, so one lock serves every entry.
+std::mutex gLibraryLock;
+
 // The library reports through exceptions and a log on standard error; neither leaves this file.
 void QuietLibrary()
 {
@@ -193,6 +197,7 @@ void AddLine(std::string& out, const std::string& key, std::string value)
 
 bool LImageMetadataReadTiff(const uint8_t* data, size_t size, LImageMetadata& out)
 {
+    std::lock_guard<std::mutex> lock(gLibraryLock);
     out.Clear();
     try
     {
@@ -252,6 +257,7 @@ bool LImageMetadataReadTiff(const uint8_t* data, size_t size, LImageMetadata& ou
 
 bool LImageMetadataEmbedInTiff(std::vector<uint8_t>& tiff, const LImageMetadata& prepared)
 {
+    std::lock_guard<std::mutex> lock(gLibraryLock);
     if (prepared.IsEmpty())
         return true;
     try
@@ -303,6 +309,7 @@ bool LImageMetadataEmbedInTiff(std::vector<uint8_t>& tiff, const LImageMetadata&
 
 void LImageMetadataPrepareForSave(const LImageMetadata& in, int width, int height, LImageMetadata& out)
 {
+    std::lock_guard<std::mutex> lock(gLibraryLock);
     out.Clear();
     out.arIcc = in.arIcc;
     try
@@ -329,6 +336,7 @@ void LImageMetadataPrepareForSave(const LImageMetadata& in, int width, int heigh
 
 bool LImageMetadataDescribe(const LImageMetadata& m, std::string& out)
 {
+    std::lock_guard<std::mutex> lock(gLibraryLock);
     out.clear();
     bool ok = true;
     try
