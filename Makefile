@@ -9,13 +9,14 @@ SAMPLE    ?= /usr/share/backgrounds/mate/nature/Dune.jpg
 CTEST_ARGS ?=
 # Extra CMake options for the first configure, e.g. CMAKE_ARGS=-DQUENDREL_WERROR=ON (as CI does).
 CMAKE_ARGS ?=
+PREFIX    ?= /usr/local
 # Seconds each fuzz target runs for, and which targets (all by default).
 FUZZ_SECONDS ?= 60
 FUZZ_TARGETS ?=
 # Decided when a recipe runs, after deps may have just installed ccache.
 LAUNCHER   = $$(command -v ccache >/dev/null 2>&1 && echo -DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
 
-.PHONY: all deps configure build run test test-asan fuzz bench clean format
+.PHONY: all deps configure build run test test-asan fuzz bench clean format install
 
 all: build
 
@@ -47,6 +48,9 @@ test-asan: deps
 	cd $(ASAN_DIR) && QT_QPA_PLATFORM=offscreen ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp ctest --output-on-failure -j $(JOBS) $(CTEST_ARGS)
+
+install: build
+	cmake --install $(BUILD) --prefix $(PREFIX)
 
 # libFuzzer forms of the fuzz targets, built with clang in their own folder, then run one after
 # the other for FUZZ_SECONDS each: make fuzz FUZZ_SECONDS=600 [FUZZ_TARGETS="bmp image"].

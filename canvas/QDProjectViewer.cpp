@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "canvas/QDEffectWidgets.h"
 #include "canvas/QDViewportRenderer.h"
 #include "document/LQDCacheStore.h"
 #include "document/QDImagePipelineElementProcessingThread.h"
@@ -30,6 +31,9 @@ QDCanvasWidget* QDProjectViewer::CreatePipelineElementUi(QDImagePipelineElement*
         return existing;
     if (fnCreateWidget)
         if (QDCanvasWidget* w = fnCreateWidget(canvas, element))
+            return w;
+    if (QDCanvasWidgetMaker maker = QDFindCanvasWidgetMaker(element->GetTypeIdentifier()))
+        if (QDCanvasWidget* w = maker(canvas, element))
             return w;
     return canvas.CreateWidget<CanvasWidgetDummy>(element);
 }

@@ -24,7 +24,8 @@ public:
     void SetupProjectViewer(bool bZoomLimited, float zoomMin, float zoomMax);
 
     // ---- element widgets
-    // The widget for an element that has none yet: by fnCreateWidget, else a dummy.
+    // The widget for an element that has none yet: by fnCreateWidget, else by the maker registered
+    // for its type key (QDEffectWidgets.h), else a dummy.
     QDCanvasWidget* CreatePipelineElementUi(QDImagePipelineElement* element);
     // Every element of the pipeline gets a widget; widgets of elements that left the pipeline
     // (kept by undo) are hidden until they come back.

@@ -41,6 +41,9 @@ static int CmEffects(int argc, char**)
                 printf(" (%s)", d.szChoices);
             printf("\n");
         }
+        for (const QDTextProperty& t : wrapped->GetTextProperties())
+            printf("    %-12s %-8s %s, default %s\n", t.szName, "text", t.szSyntax,
+                   wrapped->GetTextProperty(t.szName).c_str());
     }
     return 0;
 }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -30,13 +31,25 @@ QDPropertyTable TableOf(const QDEffectFactory& factory, bool& applicable)
     return table;
 }
 
-std::string SettableNames(QDPropertyTable table)
+std::string SettableNames(QDPropertyTable table, const QDWrappedPropertiesElement* element)
 {
     std::string names;
     for (const QDPropertyDesc& row : table)
         if (row.bSaved)
             names += (names.empty() ? "" : ", ") + std::string(row.szName);
+    if (element)
+        for (const QDTextProperty& t : element->GetTextProperties())
+            names += (names.empty() ? "" : ", ") + std::string(t.szName);
     return names.empty() ? "none" : names;
+}
+
+const QDTextProperty* FindTextProperty(const QDWrappedPropertiesElement* element, const std::string& name)
+{
+    if (element)
+        for (const QDTextProperty& t : element->GetTextProperties())
+            if (name == t.szName)
+                return &t;
+    return nullptr;
 }
 } // namespace
 
@@ -126,9 +139,25 @@ bool QDCliEngine::ParseEffects(int argc, char** argv, std::vector<QDCliEffectArg
             const long row = table.FindByName(key.c_str());
             if (row < 0 || !table[size_t(row)].bSaved)
             {
-                fprintf(stderr, "quendrel-cli: %s has no property \"%s\"; its properties are: %s\n",
-                        name.c_str(), key.c_str(), SettableNames(table).c_str());
-                return false;
+                // A property held as text is tried on an element of its own, which reads it.
+                std::unique_ptr<QDImagePipelineElement> probe(effect.lpFactory->CreateLayer());
+                auto* wrapped = dynamic_cast<QDWrappedPropertiesElement*>(probe.get());
+                const QDTextProperty* text = FindTextProperty(wrapped, key);
+                if (!text)
+                {
+                    fprintf(stderr, "quendrel-cli: %s has no property \"%s\"; its properties are: %s\n",
+                            name.c_str(), key.c_str(), SettableNames(table, wrapped).c_str());
+                    return false;
+                }
+                const std::string value = eq == std::string::npos ? std::string() : pair.substr(eq + 1);
+                if (!wrapped->SetTextProperty(text->szName, value.c_str(), false))
+                {
+                    fprintf(stderr, "quendrel-cli: %s:%s takes %s (for instance %s), not \"%s\"\n",
+                            name.c_str(), key.c_str(), text->szSyntax, text->szExample, value.c_str());
+                    return false;
+                }
+                effect.vTexts.push_back({key, value});
+                continue;
             }
             const QDPropertyDesc& d = table[size_t(row)];
             double v;
@@ -174,6 +203,15 @@ QDProject* QDCliEngine::MakeProject(QDCliProcess& process, const char* path,
         for (const auto& [row, value] : effect.vValues)
             if (w)
                 w->SetPropertyValue(row, value, false);
+        for (const auto& [key, text] : effect.vTexts)
+            if (w)
+                w->SetTextProperty(key.c_str(), text.c_str(), false);
+        // The page follows the size the pipeline yields, as the desktop program's does after a
+        // render, so an effect after a crop or a resize starts from the new size.
+        unsigned width, height;
+        project->GetDimensions(width, height);
+        if (width > 0 && height > 0)
+            project->viewport.SetDimensions(width, height, ANCHOR_TOPLEFT);
     }
     return project;
 }

@@ -13,11 +13,13 @@
 
 class QDProject;
 
-// blur:radius=20,type=1 as read: the factory and the values by table row.
+// blur:radius=20,type=1 as read: the factory, the values by table row, and the properties given
+// as text (curves:rgb=0/0+64/48+255/255) by name.
 struct QDCliEffectArgument
 {
     QDEffectFactory* lpFactory = nullptr;
     std::vector<std::pair<size_t, double>> vValues;
+    std::vector<std::pair<std::string, std::string>> vTexts;
 };
 
 class QDCliEngine

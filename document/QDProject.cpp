@@ -14,6 +14,14 @@ QDProject::ProjectFileFunction QDProject::lpfnSaveProjectFile = nullptr;
 static std::atomic<int> giRecoveryFileCounter{0};
 static std::atomic<uint64_t> giNextSerial{1};
 
+void QDProjectReserveRecoveryNumbers(int next)
+{
+    int present = giRecoveryFileCounter.load();
+    while (present < next && !giRecoveryFileCounter.compare_exchange_weak(present, next))
+    {
+    }
+}
+
 QDProject::QDProject(unsigned width, unsigned height) : iSerial(giNextSerial++), viewport(width, height, 0.2f)
 {
     snprintf(szRecoveryFileName, sizeof(szRecoveryFileName), "%d.zqp", giRecoveryFileCounter++);

@@ -144,6 +144,11 @@ public:
     size_t iIndex;
 };
 
+// Recovery files are named by a counter of the process. A run that finds the files of a crashed
+// one moves the counter past their numbers, so that it never writes over one before it has been
+// offered; a lower next changes nothing.
+void QDProjectReserveRecoveryNumbers(int next);
+
 // The project a render notification names, found by its serial in the list from first; null when
 // the data isn't a serial or the project has gone (then the notification is dropped).
 QDProject* QDProjectFromNotification(QDProject* first, const void* data, size_t size);

@@ -3,11 +3,43 @@
 #include <cstring>
 
 #include "document/QDOriginalImage.h"
+#include "effects/QDEffectAutoFix.h"
+#include "effects/QDEffectAutoLevels.h"
+#include "effects/QDEffectBalance.h"
 #include "effects/QDEffectBlur.h"
+#include "effects/QDEffectBorder.h"
+#include "effects/QDEffectBrick.h"
+#include "effects/QDEffectBrightness.h"
+#include "effects/QDEffectCartoon.h"
+#include "effects/QDEffectContrast.h"
+#include "effects/QDEffectCrop.h"
+#include "effects/QDEffectCropSimple.h"
+#include "effects/QDEffectCurves.h"
+#include "effects/QDEffectExposure.h"
 #include "effects/QDEffectFactoryDefault.h"
+#include "effects/QDEffectFisheye.h"
+#include "effects/QDEffectFlip.h"
 #include "effects/QDEffectFocusFix.h"
+#include "effects/QDEffectFrame.h"
+#include "effects/QDEffectGradient.h"
+#include "effects/QDEffectGreyScale.h"
+#include "effects/QDEffectHue.h"
+#include "effects/QDEffectLevels.h"
+#include "effects/QDEffectLiquidResize.h"
+#include "effects/QDEffectNegative.h"
 #include "effects/QDEffectNoise.h"
+#include "effects/QDEffectOilPaint.h"
+#include "effects/QDEffectPixelate.h"
+#include "effects/QDEffectPresetFilters.h"
+#include "effects/QDEffectResize.h"
+#include "effects/QDEffectRotate.h"
+#include "effects/QDEffectSaturation.h"
+#include "effects/QDEffectSepia.h"
 #include "effects/QDEffectSharpen.h"
+#include "effects/QDEffectTemperature.h"
+#include "effects/QDEffectTint.h"
+#include "effects/QDEffectVignette.h"
+#include "effects/QDEffectVintage.h"
 
 namespace
 {
@@ -15,39 +47,39 @@ namespace
 // batch, element name, toolbar label, toolbar tip, toolbar icon, factory.
 const QDEffectCatalogueRow kRows[] = {
     {6002, "QDEffectBrick", "Brick", "Brick pattern", 641, "brick", "Creative", false, nullptr, nullptr,
-     nullptr, 0, nullptr},
+     nullptr, 0, QDMakeEffectFactory<QDEffectBrick>},
     {6003, "QDEffectBrightness", "Brightness", "Brighten or darken colors", 642, "brightness", "Color", true,
-     nullptr, nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectBrightness>},
     {6001, "QDEffectBalance", "Color Balance", "Adjust the colors of shadows, midtones, and highlights", 638,
-     "balance", "Color", false, nullptr, nullptr, nullptr, 0, nullptr},
+     "balance", "Color", false, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectBalance>},
     {6005, "QDEffectContrast", "Contrast", "Adjust the range of brightness extremities", 649, "contrast",
-     "Color", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "Color", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectContrast>},
     {6008, "QDEffectExposure", "Exposure", "Simulate over-exposing a photograph", 654, "exposure", "Color",
-     false, nullptr, nullptr, nullptr, 0, nullptr},
+     false, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectExposure>},
     {6010, "QDEffectCurves", "Color Curves", "Adjust colors with curves", 651, "curves", "Color", true,
-     nullptr, nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectCurves>},
     {6011, "QDEffectAutoLevels", "Auto Levels", "Automatically balance brightness and contrast", 636,
-     "autolevels", "Color", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "autolevels", "Color", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectAutoLevels>},
     {6012, "QDEffectAutoFix", "Auto Fix", "Automatic color and contrast corrections", 635, "autofix",
-     "Retouch", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "Retouch", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectAutoFix>},
     {6013, "QDEffectLevels", "Levels", "Adjust the intensity levels of an image", 666, "levels", "Color",
-     true, "Color Levels", nullptr, nullptr, 0, nullptr},
+     true, "Color Levels", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectLevels>},
     {6014, "QDEffectSaturation", "Saturation", "Make colors more or less intense", 685, "saturation", "Color",
-     true, nullptr, nullptr, nullptr, 0, nullptr},
+     true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectSaturation>},
     {6015, "QDEffectGradient", "Gradient Map", "Map pixel intensity to a color gradient", 660, "gradient",
-     "Color", true, "Gradient Mapping", nullptr, nullptr, 0, nullptr},
+     "Color", true, "Gradient Mapping", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectGradient>},
     {6016, "QDEffectHue", "Hue", "Rotate color hues", 663, "hue", "Color", true, nullptr, nullptr, nullptr, 0,
-     nullptr},
+     QDMakeEffectFactory<QDEffectHue>},
     {6017, "QDEffectTint", "Tint", "Tint with a color", 691, "tint", "Color", true, nullptr, nullptr, nullptr,
-     0, nullptr},
+     0, QDMakeEffectFactory<QDEffectTint>},
     {6018, "QDEffectTemperature", "Temperature", "Make colors warmer or cooler", 689, "temperature", "Color",
-     true, nullptr, nullptr, nullptr, 0, nullptr},
+     true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectTemperature>},
     {6019, "QDEffectNegative", "Negative", "Invert all colors", 426, "negative", "Filters", true, nullptr,
-     nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectNegative>},
     {6020, "QDEffectSepia", "Sepia", "Simulate an old sepia photograph", 427, "sepia", "Filters", true,
-     nullptr, nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectSepia>},
     {6021, "QDEffectGreyScale", "Grayscale", "Convert to black and white", 661, "grayscale", "Filters", true,
-     nullptr, nullptr, nullptr, 428, nullptr},
+     nullptr, nullptr, nullptr, 428, QDMakeEffectFactory<QDEffectGreyScale>},
     {6022, "QDEffectBlur", "Blur", "Reduce noise and detail", 640, "blur", "Effects", true, nullptr, nullptr,
      nullptr, 0, QDMakeEffectFactory<QDEffectBlur>},
     {6023, "QDEffectSharpen", "Sharpen", "Make edges sharper", 688, "sharpen", "Effects", true, nullptr,
@@ -55,61 +87,61 @@ const QDEffectCatalogueRow kRows[] = {
     {6061, "QDEffectFocusFix", "Focus Fix", "Sharpen out of focus images", 688, "focusfix", "Retouch", false,
      nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectFocusFix>},
     {6025, "QDEffectFisheye", "Lens Distortion", "Reduce or increase lens distortion", 656, "fisheye",
-     "Effects", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "Effects", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectFisheye>},
     {6027, "QDEffectPixelate", "Pixelate", "Pixelate the image", 677, "pixelate", "Effects", false, nullptr,
-     nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectPixelate>},
     {6029, "QDEffectChromaKey", "Color Removal", "Remove a color from the image", 437, "colorremoval",
      "Tools", true, nullptr, nullptr, nullptr, 644, nullptr},
     {6033, "QDEffectVignette", "Vignette", "Add an elliptical border with soft edges", 693, "vignette",
-     "Effects", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "Effects", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectVignette>},
     {6034, "QDEffectVintage", "Vintage", "Give your photo a vintage look", 454, "vintage", "Filters", false,
-     nullptr, nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectVintage>},
     {6044, "QDEffectNoise", "Noise Reduction", "Reduce noise present in low light photos", 671, "noise",
      "Retouch", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectNoise>},
     {6052, "QDEffectColorBoost", "Color Boost", "More vibrant colors", 449, "colorboost", "Filters", false,
-     "Color Boost Filter", nullptr, nullptr, 0, nullptr},
+     "Color Boost Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectColorBoost>},
     {6053, "QDEffectBlueify", "Electric", "Add vibrance with an extra boost for blue colors", 448, "electric",
-     "Filters", false, "Electric Filter", nullptr, nullptr, 0, nullptr},
+     "Filters", false, "Electric Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectBlueify>},
     {6054, "QDEffectAqua", "Aqua", "Add a blue and yellow tint", 446, "aqua", "Filters", false, "Aqua Filter",
-     nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectAqua>},
     {6055, "QDEffectRedwood", "Redwood", "Add shades of maroon and yellow", 452, "redwood", "Filters", false,
-     "Redwood Filter", nullptr, nullptr, 0, nullptr},
+     "Redwood Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectRedwood>},
     {6056, "QDEffectSunglow", "Sunglow", "Add a light yellow tint and a vignette", 453, "sunglow", "Filters",
-     false, "Sunglow Filter", nullptr, nullptr, 0, nullptr},
+     false, "Sunglow Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectSunglow>},
     {6057, "QDEffectAmber", "Amber", "Use a purple and orange color scheme", 445, "amber", "Filters", false,
-     "Amber Filter", nullptr, nullptr, 0, nullptr},
+     "Amber Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectAmber>},
     {6058, "QDEffectOrchid", "Orchid Light", "Light orange center with a purple vignette", 451, "orchid",
-     "Filters", false, "Orchid Filter", nullptr, nullptr, 0, nullptr},
+     "Filters", false, "Orchid Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectOrchid>},
     {6059, "QDEffectNocturnal", "Nocturnal", "Use dark and desaturated blue colors", 450, "nocturnal",
-     "Filters", false, "Nocturnal Filter", nullptr, nullptr, 0, nullptr},
+     "Filters", false, "Nocturnal Filter", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectNocturnal>},
     {6038, "QDEffectFlip", "Flip", "Choose between flipping the image horizontally, vertically or both.", 657,
-     "flip", "Edit", true, nullptr, nullptr, nullptr, 0, nullptr},
+     "flip", "Edit", true, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectFlip>},
     {6000, "QDEffectBorder", "Border", "Add a colored border around an image", 439, "border", "Tools", true,
-     nullptr, "Border", "Create a simple border around your image", 658, nullptr},
+     nullptr, "Border", "Create a simple border around your image", 658, QDMakeEffectFactory<QDEffectBorder>},
     {6007, "QDEffectCropSimple", "Crop", "Change the aspect ratio", 650, "cropsimple", nullptr, true,
-     "Simple Crop", nullptr, nullptr, 0, nullptr},
+     "Simple Crop", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectCropSimple>},
     {6040, "QDEffectResizeSimple", "Resize", "Resize the image", 683, "resizesimple", nullptr, true,
-     "Simple Resize", nullptr, nullptr, 0, nullptr},
+     "Simple Resize", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectResizeSimple>},
     {6031, "QDEffectRotateSimple", "Rotate", "Rotate the image", 684, "simple rotate", nullptr, true,
-     "Rotate", nullptr, nullptr, 0, nullptr},
+     "Rotate", nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectRotateSimple>},
     {6037, "QDEffectCrop", "Crop", "Crop the current image", 650, "crop", "Edit", false, nullptr, nullptr,
-     nullptr, 0, nullptr},
+     nullptr, 0, QDMakeEffectFactory<QDEffectCrop>},
     {6039, "QDEffectResize", "Resize", "Resize the canvas and layers", 373, "resize", "Edit", false, nullptr,
-     nullptr, "Resize the canvas and layers", 683, nullptr},
+     nullptr, "Resize the canvas and layers", 683, QDMakeSpecialFactory<QDEffectResizeFactory>},
     {6041, "QDEffectLiquidResize", "Liquid Resize", "Content aware image resizing (seam carving)", 667,
-     "liquidresize", "Edit", false, nullptr, nullptr, nullptr, 0, nullptr},
+     "liquidresize", "Edit", false, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectLiquidResize>},
     {6024, "QDEffectLocalFocus", "Local Focus", "Simulate shallow depth-of-field", 668, "localfocus",
      "Effects", false, nullptr, nullptr, nullptr, 0, nullptr},
     {6004, "QDEffectCartoon", "Cartoon", "Make your image look like a cartoon", 643, "cartoon", "Creative",
-     false, nullptr, nullptr, nullptr, 0, nullptr},
+     false, nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectCartoon>},
     {6028, "QDEffectOilPaint", "Oil Paint", "Oil Paint the image", 672, "oilpaint", "Creative", false,
-     nullptr, nullptr, nullptr, 0, nullptr},
+     nullptr, nullptr, nullptr, 0, QDMakeEffectFactory<QDEffectOilPaint>},
     {6009, "QDEffectEmbroidery", "Embroidery", "Create an embroidery pattern", 653, "embroidery", "Creative",
      false, nullptr, nullptr, nullptr, 0, nullptr},
     {6026, "QDEffectPaint", "Paint", "Paint by Numbers", 675, "paint", "Creative", false, "Paint by Numbers",
      "Paint by #", nullptr, 0, nullptr},
     {6042, "QDEffectRotate", "Rotate", "Rotate the image", 375, "rotate", "Edit", false, nullptr, nullptr,
-     nullptr, 684, nullptr},
+     nullptr, 684, QDMakeSpecialFactory<QDEffectRotateFactory>},
     {6045, "QDEffectClone", "Clone Tool", "Duplicate parts of your image with a brush tool", 646, "clone",
      "Retouch", false, nullptr, nullptr, nullptr, 0, nullptr},
     {6046, "QDEffectDraw", "Draw Tool", "Draw on the photo", 652, "draw", "Tools", false, nullptr, nullptr,
@@ -138,7 +170,7 @@ const QDEffectCatalogueRow kRows[] = {
     {6050, "QDEffectCollage", "Create Collage...", "Create a collage from several photos", 647, "collage",
      nullptr, false, "Collage", nullptr, nullptr, 0, nullptr},
     {6051, "QDEffectFrame", "Frame", "Add Image Frame...", 359, "frame", nullptr, false, nullptr, nullptr,
-     nullptr, 0, nullptr},
+     nullptr, 0, QDMakeSpecialFactory<QDEffectFrameFactory>},
 };
 
 constexpr int kEditTab[] = {6037, 6042, 6038, 6039, 6041, 0, 2021};

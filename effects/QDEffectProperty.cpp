@@ -12,12 +12,16 @@ int QDPropertyDesc::ValueToSlider(double value) const
         position = value * 100.0;
     else if (eScale == QDScaleRatio)
         position = value * double(iSliderMax - iSliderMin);
+    if (bInverted)
+        position = double(iSliderMin) + double(iSliderMax) - position;
     const double p = std::round(position);
     return p < iSliderMin ? iSliderMin : p > iSliderMax ? iSliderMax : int(p);
 }
 
 double QDPropertyDesc::SliderToValue(int position) const
 {
+    if (bInverted)
+        position = iSliderMin + iSliderMax - position;
     if (eScale == QDScaleHundredth)
         return position / 100.0;
     if (eScale == QDScaleRatio)
@@ -25,12 +29,20 @@ double QDPropertyDesc::SliderToValue(int position) const
     return double(position);
 }
 
-long QDPropertyTable::FindById(uint16_t id) const
+long QDPropertyTable::FindById(uint16_t id, uint16_t container) const
 {
     for (size_t i = 0; i < nCount; ++i)
-        if (lpFirst[i].iChunkId == id)
+        if (lpFirst[i].iChunkId == id && lpFirst[i].iContainerId == container)
             return long(i);
     return -1;
+}
+
+bool QDPropertyTable::HasContainer(uint16_t container) const
+{
+    for (size_t i = 0; i < nCount; ++i)
+        if (lpFirst[i].bSaved && container && lpFirst[i].iContainerId == container)
+            return true;
+    return false;
 }
 
 long QDPropertyTable::FindByName(const char* name) const
@@ -113,10 +125,18 @@ void QDPropertiesSetDefaults(void* properties, QDPropertyTable table)
 
 bool QDPropertiesWrite(LSDFFileWriter& writer, const void* properties, QDPropertyTable table)
 {
+    uint16_t open = 0;
     for (const QDPropertyDesc& row : table)
     {
         if (!row.bSaved)
             continue;
+        if (row.iContainerId != open)
+        {
+            if ((open && !writer.EndContainer(open)) ||
+                (row.iContainerId && !writer.StartContainer(row.iContainerId)))
+                return false;
+            open = row.iContainerId;
+        }
         const double v = QDPropertyGet(properties, row);
         bool ok;
         switch (row.eType)
@@ -137,17 +157,28 @@ bool QDPropertiesWrite(LSDFFileWriter& writer, const void* properties, QDPropert
         if (!ok)
             return false;
     }
-    return true;
+    return !open || writer.EndContainer(open);
 }
 
-bool QDPropertyLoadChunk(const LSDFMemoryChunk& chunk, void* properties, QDPropertyTable table)
+bool QDPropertyLoadChunk(const LSDFMemoryChunk& chunk, void* properties, QDPropertyTable table,
+                         uint16_t container)
 {
-    const long i = table.FindById(chunk.iId);
+    const long i = table.FindById(chunk.iId, container);
     if (i < 0 || !table[size_t(i)].bSaved)
         return false;
     double v;
     if (chunk.ReadNumber(v))
         QDPropertySet(properties, table[size_t(i)], v);
+    return true;
+}
+
+bool QDPropertyLoadAny(LSDFMemoryReader& reader, const LSDFMemoryChunk& chunk, void* properties,
+                       QDPropertyTable table)
+{
+    if (!chunk.IsContainer() || !table.HasContainer(chunk.iId))
+        return QDPropertyLoadChunk(chunk, properties, table);
+    for (LSDFMemoryChunkIterator it(reader, chunk); it.IsValid(); it.Next())
+        QDPropertyLoadChunk(it.Get(), properties, table, chunk.iId);
     return true;
 }
 

@@ -36,6 +36,7 @@ enum QDPropertyControl : uint8_t
     QDControlCheck,  // a check box
     QDControlNumber, // a number field
     QDControlChoice, // a pull-down or radio group of szChoices, "a|b|c" for 0, 1, 2
+    QDControlRadio,  // szChoices as radio buttons
 };
 
 // How a slider's integer position becomes the value.
@@ -64,6 +65,11 @@ struct QDPropertyDesc
     int iSliderMin = 0;
     int iSliderMax = 100;
     QDSliderScale eScale = QDScalePosition;
+    // The slider runs the other way: its maximum stands for the row's low end.
+    bool bInverted = false;
+    // Saved inside this container chunk instead of chunk 1 itself (a colour's 9, 10, 11); 0 for
+    // the top level. Rows of one container follow each other in the table.
+    uint16_t iContainerId = 0;
 
     constexpr QDPropertyDesc Slider(const char* less, const char* more, int min, int max,
                                     QDSliderScale scale) const
@@ -87,6 +93,24 @@ struct QDPropertyDesc
     {
         QDPropertyDesc d = Control(QDControlChoice);
         d.szChoices = choices;
+        return d;
+    }
+    constexpr QDPropertyDesc Radio(const char* choices) const
+    {
+        QDPropertyDesc d = Control(QDControlRadio);
+        d.szChoices = choices;
+        return d;
+    }
+    constexpr QDPropertyDesc Inverted() const
+    {
+        QDPropertyDesc d = *this;
+        d.bInverted = true;
+        return d;
+    }
+    constexpr QDPropertyDesc In(uint16_t container) const
+    {
+        QDPropertyDesc d = *this;
+        d.iContainerId = container;
         return d;
     }
     // Kept in memory only: a loaded element has the default.
@@ -117,8 +141,10 @@ struct QDPropertyTable
     const QDPropertyDesc* end() const { return lpFirst + nCount; }
     size_t size() const { return nCount; }
     const QDPropertyDesc& operator[](size_t i) const { return lpFirst[i]; }
-    // Index of the row, or -1.
-    long FindById(uint16_t id) const;
+    // Index of the row saved under id in the container (0: chunk 1 itself), or -1.
+    long FindById(uint16_t id, uint16_t container = 0) const;
+    // Whether some saved row stands in that container.
+    bool HasContainer(uint16_t container) const;
     long FindByName(const char* name) const;
 };
 
@@ -160,11 +186,17 @@ double QDPropertyGet(const void* properties, const QDPropertyDesc& row);
 // Clamped into the row's range, integers rounded; a value that is no number leaves the field.
 void QDPropertySet(void* properties, const QDPropertyDesc& row, double value);
 void QDPropertiesSetDefaults(void* properties, QDPropertyTable table);
-// The saved rows in table order, each as a chunk of its type.
+// The saved rows in table order, each as a chunk of its type; a run of rows of one container goes
+// into that container.
 bool QDPropertiesWrite(LSDFFileWriter& writer, const void* properties, QDPropertyTable table);
-// When chunk is a saved row of the table, reads it (whatever numeric type the file gave it) and
-// returns true; a chunk too short for its value leaves the field as it was.
-bool QDPropertyLoadChunk(const LSDFMemoryChunk& chunk, void* properties, QDPropertyTable table);
+// When chunk is a saved row of the table in the container, reads it (whatever numeric type the
+// file gave it) and returns true; a chunk too short for its value leaves the field as it was.
+bool QDPropertyLoadChunk(const LSDFMemoryChunk& chunk, void* properties, QDPropertyTable table,
+                         uint16_t container = 0);
+// A chunk of chunk 1: a saved row, or a container of rows, read through reader. False for a
+// chunk the table doesn't know.
+bool QDPropertyLoadAny(LSDFMemoryReader& reader, const LSDFMemoryChunk& chunk, void* properties,
+                       QDPropertyTable table);
 
 // "20", "0.5", "true": how the command line shows and reads a value.
 std::string QDPropertyFormat(const QDPropertyDesc& row, double value);

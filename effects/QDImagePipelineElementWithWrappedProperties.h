@@ -13,6 +13,8 @@
 // element's change counter moved and its output is thrown away.
 
 #include <cstdio>
+#include <span>
+#include <string>
 #include <vector>
 
 #include "document/LUndoRedo.h"
@@ -31,6 +33,16 @@ struct QDChunkDeclaration
     const char* szMeaning;
 };
 
+// A property that no table row can hold (the points of a curve, the levels of a channel), read and
+// written as text: how the command line reaches it. szExample is a valid value other than the
+// default, for help texts and the tests.
+struct QDTextProperty
+{
+    const char* szName;
+    const char* szSyntax;
+    const char* szExample;
+};
+
 // What panels, the command line and the tests see of any wrapped element, whatever its T. The
 // notifier fires after every change of the properties, undo and redo included, on the main thread.
 class QDWrappedPropertiesElement : public QDImagePipelineElement, public LNotifier<QDWrappedPropertiesElement>
@@ -38,6 +50,19 @@ class QDWrappedPropertiesElement : public QDImagePipelineElement, public LNotifi
 public:
     virtual QDPropertyTable GetPropertyTable() const = 0;
     virtual std::vector<QDChunkDeclaration> GetExtraChunkDeclarations() const { return {}; }
+    virtual std::span<const QDTextProperty> GetTextProperties() const { return {}; }
+    // Through SetProperties; false, changing nothing, for a name it lacks or text it can't read.
+    virtual bool SetTextProperty(const char* name, const char* text, bool bRegisterUndo)
+    {
+        (void)name, (void)text, (void)bRegisterUndo;
+        return false;
+    }
+    // Empty for a name it lacks.
+    virtual std::string GetTextProperty(const char* name) const
+    {
+        (void)name;
+        return {};
+    }
     // Row index of the table.
     virtual double GetPropertyValue(size_t index) const = 0;
     // Changes one property of the current value through SetProperties.
@@ -196,7 +221,7 @@ public:
         (void)process;
         T p = GetPropertiesSnapshot();
         for (LSDFMemoryChunkIterator it(reader, chunk); it.IsValid(); it.Next())
-            if (!QDPropertyLoadChunk(it.Get(), &p, oTable))
+            if (!QDPropertyLoadAny(reader, it.Get(), &p, oTable))
                 SDFLoadMoreProperty(reader, it.Get(), p);
         if (!reader.bOk)
             return LProcessResultFailed;

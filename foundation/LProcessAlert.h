@@ -7,6 +7,8 @@ enum LAlertKind : int
 {
     LAlertKindError = 0,
     LAlertKindWarning = 1,
+    LAlertKindInfo = 2,
+    LAlertKindQuestion = 3,
 };
 
 class LAlertResponder

@@ -50,7 +50,8 @@ bool LFileLockWait(int file, LFileLockMode lock, int timeoutMs)
             return true;
         if (errno != EWOULDBLOCK && errno != EINTR)
             return false;
-        if (timeoutMs >= 0 && NowMs() >= deadline)
+        // Past the deadline, not on it: the clock counts whole milliseconds, so the wait is never short.
+        if (timeoutMs >= 0 && NowMs() > deadline)
             return false;
         timespec pause = {0, 10 * 1000000};
         nanosleep(&pause, nullptr);

@@ -71,3 +71,35 @@ LPixelColour ColorBlend(LPixelColour oFirst, LPixelColour oSecond, float fAmount
     return LPixelColour(mix(oFirst.b, oSecond.b), mix(oFirst.g, oSecond.g), mix(oFirst.r, oSecond.r),
                         oFirst.a);
 }
+
+uint8_t OverlayValues(uint8_t a, uint8_t b)
+{
+    const double x = a / 255.0, y = b / 255.0;
+    if (x < 0.5)
+        return uint8_t(Round(y * 2 * x * 255));
+    return uint8_t(Round((1 - 2 * (1 - x) * (1 - y)) * 255));
+}
+
+const uint8_t (*OverlayValuesTable())[256]
+{
+    // Vector code reads a word at a time: the last entries have bytes to spare behind them.
+    static const struct Table
+    {
+        uint8_t v[256][256];
+        uint8_t spare[4] = {};
+        Table()
+        {
+            for (int a = 0; a < 256; ++a)
+                for (int b = 0; b < 256; ++b)
+                    v[a][b] = OverlayValues(uint8_t(a), uint8_t(b));
+        }
+    } table;
+    return table.v;
+}
+
+LPixelColour ColorOverlay(LPixelColour oFirst, LPixelColour oSecond, float fAmount)
+{
+    const LPixelColour overlay(OverlayValues(oFirst.b, oSecond.b), OverlayValues(oFirst.g, oSecond.g),
+                               OverlayValues(oFirst.r, oSecond.r), oFirst.a);
+    return ColorBlend(oFirst, overlay, fAmount);
+}

@@ -50,3 +50,13 @@ struct LColourHLS
 // Per-channel mix in float, truncated; alpha from the first. An amount within float epsilon of 0
 // returns the first pixel untouched.
 LPixelColour ColorBlend(LPixelColour oFirst, LPixelColour oSecond, float fAmount);
+
+// Overlay of channel value b onto a: below a's middle it multiplies, above it screens, each
+// rounded. x = a/255, y = b/255: x < 0.5 gives Round(y*2*x*255), else Round((1 - 2(1-x)(1-y))*255).
+uint8_t OverlayValues(uint8_t a, uint8_t b);
+// OverlayValues for every pair, at [a][b]: per-pixel loops look it up. Three readable bytes follow
+// the last entry, for code that reads a word at a time.
+const uint8_t (*OverlayValuesTable())[256];
+// Per channel the overlay of second onto first, then ColorBlend(first, overlay, fAmount); alpha
+// from the first.
+LPixelColour ColorOverlay(LPixelColour oFirst, LPixelColour oSecond, float fAmount);

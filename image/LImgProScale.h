@@ -65,6 +65,12 @@ LProcessResult LImgProScaleLinear(LProcessInterface& oProcess, LImageBuffer& oDe
 // The per-format pixel moves of the stepper; in the header for the templates.
 namespace LScaleBiDetail
 {
+// The table's entry for a run, past its end too: a scale of more than 255 times runs longer, and
+// trunc(255/n) is 0 there.
+inline int Fraction(const uint8_t* table, int n)
+{
+    return n < 256 ? table[n] : 0;
+}
 inline uint8_t Lerp8(int a, int b, int t)
 {
     return uint8_t(((a << 8) + (b - a) * t) >> 8);
@@ -127,7 +133,7 @@ void DrawLine(T* out, const T* in, int d, int s, const uint8_t* table)
                 e += 2 * (d - s);
                 if (o < d)
                     ++o;
-                out[o] = run ? P::Lerp(in[i], in[i + 1], table[run + 1]) : in[i + 1];
+                out[o] = run ? P::Lerp(in[i], in[i + 1], Fraction(table, run + 1)) : in[i + 1];
                 run = 0;
             }
             else
@@ -136,7 +142,7 @@ void DrawLine(T* out, const T* in, int d, int s, const uint8_t* table)
                 e += 2 * d;
             }
         if (e < 0)
-            out[o] = run ? P::Lerp(in[i - 1], in[i], table[run + 1]) : in[i];
+            out[o] = run ? P::Lerp(in[i - 1], in[i], Fraction(table, run + 1)) : in[i];
         return;
     }
     // Enlarging. A step lands on a new source pixel only when the error is strictly positive,
@@ -150,7 +156,7 @@ void DrawLine(T* out, const T* in, int d, int s, const uint8_t* table)
             e += 2 * (s - d);
             out[++o] = in[i];
             for (int k = 1; k <= run; ++k)
-                out[o - run - 1 + k] = P::Lerp(in[i - 1], in[i], k * table[run + 1]);
+                out[o - run - 1 + k] = P::Lerp(in[i - 1], in[i], k * Fraction(table, run + 1));
             run = 0;
         }
         else
@@ -195,7 +201,7 @@ int ScalePlane(LProcessInterface& oProcess, uint8_t* dBase, ptrdiff_t dStride, i
                     // The first and last destination rows are scratch until the end.
                     DrawLine(drow(0), srow(sr), d, s, table);
                     DrawLine(drow(dh), srow(sr + 1), d, s, table);
-                    LerpRow(drow(dr), drow(0), drow(dh), dW, table[count + 1]);
+                    LerpRow(drow(dr), drow(0), drow(dh), dW, Fraction(table, count + 1));
                     count = 0;
                 }
                 else
@@ -211,7 +217,7 @@ int ScalePlane(LProcessInterface& oProcess, uint8_t* dBase, ptrdiff_t dStride, i
         {
             DrawLine(drow(0), srow(sr - 1), d, s, table);
             DrawLine(drow(dh), srow(sr), d, s, table);
-            LerpRow(drow(dr), drow(0), drow(dh), dW, table[count + 1]);
+            LerpRow(drow(dr), drow(0), drow(dh), dW, Fraction(table, count + 1));
         }
         DrawLine(drow(0), srow(0), d, s, table);
         DrawLine(drow(dh), srow(sh), d, s, table);
@@ -230,7 +236,8 @@ int ScalePlane(LProcessInterface& oProcess, uint8_t* dBase, ptrdiff_t dStride, i
             ++dr;
             DrawLine(drow(dr), srow(sr), d, s, table);
             for (int k = 1; k <= run; ++k)
-                LerpRow(drow(dr - run - 1 + k), drow(dr - run - 1), drow(dr), dW, k * table[run + 1]);
+                LerpRow(drow(dr - run - 1 + k), drow(dr - run - 1), drow(dr), dW,
+                        k * Fraction(table, run + 1));
             run = 0;
         }
         else

@@ -2,286 +2,1017 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QDesktopServices>
+#include <QFileInfo>
 #include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QImage>
 #include <QLabel>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QProgressBar>
 #include <QScreen>
+#include <QScrollArea>
+#include <QShortcut>
+#include <QSplitter>
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QTimer>
+#include <QToolBar>
+#include <QToolButton>
+#include <QToolTip>
+#include <QUrl>
+#include <QVBoxLayout>
 #include <QWindow>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 
+#include "canvas/LKeyHandler.h"
 #include "canvas/QDProjectViewer.h"
-#include "codecs/LImage.h"
-#include "document/QDOriginalImage.h"
+#include "document/QDEffectFactory.h"
 #include "document/QDProject.h"
+#include "foundation/LFile.h"
+#include "foundation/LUserSettings.h"
 #include "image/LImageBuffer.h"
+#include "ui/LProcessDialog.h"
 #include "ui/LSceneGraphView.h"
 #include "ui/QDCanvasViewerWindow.h"
+#include "ui/QDElementList.h"
+#include "ui/QDInfoBar.h"
+#include "ui/QDPipelineElementUi.h"
+#include "ui/QDStartScreen.h"
+#include "ui/QDTabbedToolBar.h"
+#include "ui/QDThumbnailBrowser.h"
 #include "ui/QDZoomControl.h"
+#include "ui/panels/QDTablePropertiesPanel.h"
+
+// Tells the controller what happens on a canvas: a right click, a widget chosen by hand.
+class QDCanvasNotifyee : public QDCanvasViewerNotifyee
+{
+public:
+    QDCanvasNotifyee(LMainWindowHandler& handler, QDProjectViewer& viewer)
+        : rHandler(handler), rViewer(viewer)
+    {
+    }
+    void EvCanvasViewerRightClick(QDCanvasViewer&, float, float) override
+    {
+        rHandler.EvRightClick(false, &rViewer.GetProject());
+    }
+    void EvCanvasViewerWidgetSelected(QDCanvasViewer&, QDCanvasWidget& widget) override
+    {
+        rHandler.EvElementSelected(widget.lpElement);
+    }
+
+private:
+    LMainWindowHandler& rHandler;
+    QDProjectViewer& rViewer;
+};
 
 namespace
 {
-// Keeps the message a failed load sets, to show it in place of the picture.
-class QDMessageKeeper : public LProcessInterfaceVoid
+// The ids of the controls the controller names.
+constexpr int kIdLogo = 2089;
+constexpr int kIdThumbnailExpand = 2101;
+constexpr int kCmHideInfoBar = 2092;
+constexpr int kCmZoomIn = 2056, kCmZoomOut = 2057, kCmZoomFit = 2058, kCmZoomStatusBar = 2060;
+constexpr int kProgressRange = 1000;
+constexpr const char* kLayoutSection = "MainWindow";
+
+// A process of the controller as the progress dialogs run it.
+struct QDProcessFunctionData
 {
-public:
-    void SetError(const char* text) override { szError = QString::fromUtf8(text); }
-    QString szError;
+    const LMainWindowHost::ProcessFunction* lpFunction;
 };
 
-constexpr float kZoomMin = 0.05f, kZoomMax = 5.0f;
+LProcessResult Process(LProcessInterface& process, QDProcessFunctionData& data)
+{
+    return (*data.lpFunction)(process);
+}
+
+std::vector<QKeySequence> KeySequences(uint32_t key)
+{
+    switch (int(key >> 24))
+    {
+    case 0:
+        break;
+    case LVK_BACKSPACE:
+        return {QKeySequence(Qt::Key_Delete), QKeySequence(Qt::Key_Backspace)};
+    case LVK_UP:
+        return {QKeySequence(Qt::Key_Up)};
+    case LVK_DOWN:
+        return {QKeySequence(Qt::Key_Down)};
+    case LVK_LEFT:
+        return {QKeySequence(Qt::Key_Left)};
+    case LVK_RIGHT:
+        return {QKeySequence(Qt::Key_Right)};
+    case 0x67:
+        return {QKeySequence(Qt::Key_F11)};
+    default:
+        return {};
+    }
+    QString text;
+    if (key & LKeyCommand)
+        text += "Ctrl+";
+    if (key & LKeyShift)
+        text += "Shift+";
+    text += QChar(char(key & 0xFF)).toUpper();
+    return {QKeySequence(text)};
+}
+
+// Keys that belong to what has the focus on the canvas side: arrows scroll the canvas, but not
+// while a slider or a list has the keyboard.
+bool IsCanvasKey(uint32_t key)
+{
+    const int virtualKey = int(key >> 24);
+    return virtualKey == LVK_UP || virtualKey == LVK_DOWN || virtualKey == LVK_LEFT ||
+           virtualKey == LVK_RIGHT || virtualKey == LVK_BACKSPACE;
+}
+
+QIcon IconFor(const LToolbarItem& item)
+{
+    if (item.lpIcon && item.lpIcon->IsValid())
+        return QIcon(QPixmap::fromImage(QDMainWindow::ToQImage(*item.lpIcon)));
+    if (!item.szIconName.empty())
+    {
+        QIcon icon = QIcon::fromTheme(QString::fromStdString(item.szIconName));
+        if (!icon.isNull())
+            return icon;
+    }
+    return QIcon::fromTheme("applications-graphics");
+}
+
+QString Base64Setting(const char* key)
+{
+    LString value;
+    if (!LUserSettingGetString(kLayoutSection, key, "", value))
+        return QString();
+    return QString::fromUtf8(value.GetString());
+}
 } // namespace
 
-QDMainWindow::QDMainWindow(QWidget* parent)
-    : QMainWindow(parent), lpStack(new QStackedWidget(this)), lpMessage(new QLabel(this)),
-      lpStatusText(new QLabel(this)), lpProgress(new QProgressBar(this)), lpZoom(new QDZoomControl(this))
+QDMainWindow::QDMainWindow(LMainWindowHandler& handler, QWidget* parent)
+    : QMainWindow(parent), rHandler(handler)
 {
     setWindowTitle("Quendrel");
-    lpMessage->setAlignment(Qt::AlignCenter);
-    lpMessage->setWordWrap(true);
-    lpStack->addWidget(lpMessage);
-    setCentralWidget(lpStack);
-
-    lpProgress->setRange(0, 100);
-    lpProgress->setValue(100);
-    lpProgress->setMaximumWidth(160);
-    lpProgress->setTextVisible(false);
-    statusBar()->addWidget(lpStatusText, 1);
-    statusBar()->addPermanentWidget(lpProgress);
-    statusBar()->addPermanentWidget(lpZoom);
-    connect(lpZoom, &QDZoomControl::zoomTo, this, [this](int percent) { ZoomTo(float(percent) / 100.0f); });
-    connect(lpZoom, &QDZoomControl::zoomIn, this, &QDMainWindow::ZoomIn);
-    connect(lpZoom, &QDZoomControl::zoomOut, this, &QDMainWindow::ZoomOut);
-    connect(lpZoom, &QDZoomControl::fit, this, &QDMainWindow::FitToWindow);
-    CreateMenus();
-
-    threadRender.lpNotifyHandler = this;
-    QSize size(1280, 800);
+    setAcceptDrops(true);
+    BuildLayout();
+    QSize size(1280, 860);
     if (const QScreen* s = QGuiApplication::primaryScreen())
-        size = size.boundedTo(s->availableGeometry().size() * 0.9);
+        size = size.boundedTo(s->availableGeometry().size() * 0.92);
     resize(size);
+    RestoreLayout();
 }
 
 QDMainWindow::~QDMainWindow()
 {
-    threadRender.StopThreadNow();
-    threadRunOnMainThread.ThreadRunOnMainThreadDestroy();
-    for (Open& o : vOpen)
+    for (auto& entry : vViewers)
     {
-        lpStack->removeWidget(o.lpWindow);
-        delete o.lpWindow;
-        o.lpViewer.reset();
-    }
-    vOpen.clear();
-    while (QDProject* p = lpProjects)
-    {
-        lpProjects = p->lpNext;
-        delete p;
+        entry->mapUis.clear();
+        entry->lpViewer->GetCanvasViewer().RemoveNotifyee(entry->lpNotifyee.get());
     }
 }
 
-void QDMainWindow::CreateMenus()
+void QDMainWindow::BuildLayout()
 {
-    QMenu* view = menuBar()->addMenu("View");
-    QAction* in = view->addAction("Zoom-In", this, &QDMainWindow::ZoomIn);
-    // Ctrl+= is the same key without Shift on most layouts.
-    in->setShortcuts({QKeySequence("Ctrl++"), QKeySequence("Ctrl+=")});
-    QAction* out = view->addAction("Zoom-Out", this, &QDMainWindow::ZoomOut);
-    out->setShortcut(QKeySequence("Ctrl+-"));
-    view->addSeparator();
-    QAction* fitAction = view->addAction("Fit to Window", this, &QDMainWindow::FitToWindow);
-    fitAction->setShortcut(QKeySequence("Ctrl+0"));
-    view->addSeparator();
-    QMenu* to = view->addMenu("Zoom To");
-    for (int percent : QDZoomControl::kStops)
-        to->addAction(QString("%1%").arg(percent), this,
-                      [this, percent] { ZoomTo(float(percent) / 100.0f); });
-    for (QAction* a : {in, out, fitAction})
-        a->setShortcutContext(Qt::WindowShortcut);
+    auto* central = new QWidget(this);
+    auto* column = new QVBoxLayout(central);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+
+    lpCaptionBar = new QToolBar("Quick Access", this);
+    lpCaptionBar->setObjectName("CaptionToolBar");
+    lpCaptionBar->setMovable(false);
+    lpCaptionBar->setIconSize(QSize(20, 20));
+    addToolBar(Qt::TopToolBarArea, lpCaptionBar);
+
+    lpTabs = new QDTabbedToolBar(central);
+    column->addWidget(lpTabs);
+    lpInfoBar = new QDInfoBar(central);
+    connect(lpInfoBar, &QDInfoBar::command, this, [this](int id) { rHandler.Command(id, 0); });
+    column->addWidget(lpInfoBar);
+
+    lpSplitter = new QSplitter(Qt::Horizontal, central);
+    lpSplitter->setObjectName("MainSplitter");
+    lpSplitter->setChildrenCollapsible(false);
+    lpCanvasStack = new QStackedWidget(lpSplitter);
+    lpCanvasStack->setMinimumSize(240, 200);
+    lpStartScreen = new QDStartScreen(
+        [this](int id, const QString& text) { return MakeCommandAction(id, text, false); }, lpCanvasStack);
+    connect(lpStartScreen, &QDStartScreen::recentFileChosen, this,
+            [this](const QString& path) { rHandler.EvRecentFileOpen(path.toUtf8().constData()); });
+    connect(lpStartScreen, &QDStartScreen::guideRequested, this, [this] { OpenHelpPage("gettingstarted"); });
+    lpCanvasStack->addWidget(lpStartScreen);
+    lpLogo = new QLabel(lpCanvasStack);
+    lpLogo->setAlignment(Qt::AlignCenter);
+    lpLogo->setPixmap(QApplication::windowIcon().pixmap(128, 128));
+    lpLogo->setAccessibleName("Quendrel");
+    lpCanvasStack->addWidget(lpLogo);
+
+    lpRightColumn = new QSplitter(Qt::Vertical, lpSplitter);
+    lpRightColumn->setObjectName("RightColumn");
+    lpRightColumn->setChildrenCollapsible(false);
+    auto* listBox = new QWidget(lpRightColumn);
+    auto* listColumn = new QVBoxLayout(listBox);
+    listColumn->setContentsMargins(4, 4, 4, 0);
+    auto* listTitle = new QLabel("Layers", listBox);
+    QFont bold = listTitle->font();
+    bold.setBold(true);
+    listTitle->setFont(bold);
+    listColumn->addWidget(listTitle);
+    lpElementList = new QDElementList(listBox);
+    listColumn->addWidget(lpElementList);
+    connect(lpElementList, &QDElementList::elementSelected, this,
+            [this](QDImagePipelineElement* e) { rHandler.EvElementSelected(e); });
+    connect(lpElementList, &QDElementList::visibilityToggled, this,
+            [this](QDImagePipelineElement* e, bool on) { rHandler.EvElementSetVisible(e, on); });
+    connect(lpElementList, &QDElementList::moveRequested, this,
+            [this](QDImagePipelineElement* e, int index)
+            { rHandler.EvElementMove(e, size_t(std::max(0, index))); });
+    connect(lpElementList, &QDElementList::deleteRequested, this,
+            [this](QDImagePipelineElement* e) { rHandler.EvElementDelete(e); });
+
+    auto* panelBox = new QWidget(lpRightColumn);
+    auto* panelColumn = new QVBoxLayout(panelBox);
+    panelColumn->setContentsMargins(4, 4, 4, 4);
+    lpPanelTitle = new QLabel(panelBox);
+    lpPanelTitle->setFont(bold);
+    panelColumn->addWidget(lpPanelTitle);
+    lpPanelScroll = new QScrollArea(panelBox);
+    lpPanelScroll->setWidgetResizable(true);
+    lpPanelScroll->setFrameShape(QFrame::NoFrame);
+    lpPanelContainer = new QWidget;
+    lpPanelLayout = new QVBoxLayout(lpPanelContainer);
+    lpPanelLayout->setContentsMargins(0, 0, 0, 0);
+    lpPanelLayout->addStretch(1);
+    lpPanelScroll->setWidget(lpPanelContainer);
+    lpPanelScroll->setAccessibleName("Properties");
+    panelColumn->addWidget(lpPanelScroll);
+    lpRightColumn->setStretchFactor(0, 2);
+    lpRightColumn->setStretchFactor(1, 3);
+
+    lpSplitter->setStretchFactor(0, 1);
+    lpSplitter->setStretchFactor(1, 0);
+    lpSplitter->setSizes({960, 300});
+    column->addWidget(lpSplitter, 1);
+
+    auto* strip = new QHBoxLayout;
+    strip->setContentsMargins(0, 0, 0, 0);
+    lpThumbnailExpand = new QToolButton(central);
+    lpThumbnailExpand->setAutoRaise(true);
+    lpThumbnailExpand->setArrowType(Qt::DownArrow);
+    lpThumbnailExpand->setAccessibleName("Thumbnail browser");
+    lpThumbnails = new QDThumbnailBrowser(central);
+    connect(lpThumbnailExpand, &QToolButton::clicked, this,
+            [this]
+            {
+                SetThumbnailStripCollapsed(!IsThumbnailStripCollapsed());
+                rHandler.EvThumbnailStripToggled();
+            });
+    connect(lpThumbnails, &QDThumbnailBrowser::projectSelected, this,
+            [this](QDProject* p) { rHandler.EvSelectProject(p); });
+    connect(lpThumbnails, &QDThumbnailBrowser::closeRequested, this,
+            [this](QDProject* p) { rHandler.EvCloseProject(p); });
+    connect(lpThumbnails, &QDThumbnailBrowser::rightClicked, this,
+            [this](QDProject* p) { rHandler.EvRightClick(true, p); });
+    strip->addWidget(lpThumbnailExpand, 0, Qt::AlignTop);
+    strip->addWidget(lpThumbnails, 1);
+    column->addLayout(strip);
+    setCentralWidget(central);
+
+    lpStatusText = new QLabel(this);
+    lpProgress = new QProgressBar(this);
+    lpProgress->setRange(0, kProgressRange);
+    lpProgress->setValue(kProgressRange);
+    lpProgress->setMaximumWidth(160);
+    lpProgress->setTextVisible(false);
+    lpProgress->setAccessibleName("Render progress");
+    lpProgress->hide();
+    lpZoom = new QDZoomControl(this);
+    statusBar()->addWidget(lpStatusText, 1);
+    statusBar()->addPermanentWidget(lpProgress);
+    statusBar()->addPermanentWidget(lpZoom);
+    connect(lpZoom, &QDZoomControl::zoomTo, this,
+            [this](int percent)
+            {
+                iStatusZoom = percent;
+                rHandler.Command(kCmZoomStatusBar, 0);
+            });
+    connect(lpZoom, &QDZoomControl::zoomIn, this, [this] { rHandler.Command(kCmZoomIn, 0); });
+    connect(lpZoom, &QDZoomControl::zoomOut, this, [this] { rHandler.Command(kCmZoomOut, 0); });
+    connect(lpZoom, &QDZoomControl::fit, this, [this] { rHandler.Command(kCmZoomFit, 0); });
+
+    lpEscape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+    lpEscape->setEnabled(false);
+    connect(lpEscape, &QShortcut::activated, this, [this] { rHandler.EvKeyDown(LKeyVirtual(0x35)); });
+
+    // The split is the user's: kept a moment after each move.
+    auto* save = new QTimer(this);
+    save->setSingleShot(true);
+    save->setInterval(500);
+    connect(save, &QTimer::timeout, this, &QDMainWindow::SaveLayout);
+    connect(lpSplitter, &QSplitter::splitterMoved, save, qOverload<>(&QTimer::start));
+    connect(lpRightColumn, &QSplitter::splitterMoved, save, qOverload<>(&QTimer::start));
 }
 
-QDProjectViewer* QDMainWindow::GetCurrentViewer() const
+void QDMainWindow::SaveLayout()
 {
-    const Open* o = FindOpen(lpCurrentProject);
-    return o ? o->lpViewer.get() : nullptr;
+    LUserSettingSetString(kLayoutSection, "Splitter", lpSplitter->saveState().toBase64().constData());
+    LUserSettingSetString(kLayoutSection, "RightColumn", lpRightColumn->saveState().toBase64().constData());
+}
+
+void QDMainWindow::RestoreLayout()
+{
+    const QString split = Base64Setting("Splitter");
+    if (!split.isEmpty())
+        lpSplitter->restoreState(QByteArray::fromBase64(split.toLatin1()));
+    const QString right = Base64Setting("RightColumn");
+    if (!right.isEmpty())
+        lpRightColumn->restoreState(QByteArray::fromBase64(right.toLatin1()));
+}
+
+QImage QDMainWindow::ToQImage(const LImageBuffer& image, bool bPremultiplied)
+{
+    if (!image.IsValid() || image.GetPixelFormat() != B8G8R8A8)
+        return QImage();
+    QImage out(image.GetWidth(), image.GetHeight(),
+               bPremultiplied ? QImage::Format_ARGB32_Premultiplied : QImage::Format_ARGB32);
+    if (out.isNull())
+        return out;
+    for (int y = 0; y < image.GetHeight(); ++y)
+        memcpy(out.scanLine(y), image.GetRow(y), size_t(image.GetWidth()) * 4);
+    return out;
+}
+
+// ---- the window
+
+void QDMainWindow::Show()
+{
+    show();
+    BringToFront();
+}
+
+void QDMainWindow::SetCaption(const char* documentName, bool bEdited)
+{
+    const QString name = QString::fromUtf8(documentName ? documentName : "");
+    setWindowTitle(name.isEmpty() ? QString("Quendrel")
+                                  : QString("%1%2 - Quendrel").arg(name, bEdited ? "*" : ""));
+    // Names change with a save: the strip follows.
+    for (const auto& entry : vViewers)
+    {
+        QDProject& project = entry->lpViewer->GetProject();
+        lpThumbnails->Update(&project, QImage(),
+                             QString::fromUtf8(project.szName[0] ? project.szName : "Untitled"));
+    }
+}
+
+bool QDMainWindow::IsEnabled() const
+{
+    return isEnabled() && !QApplication::activeModalWidget();
+}
+
+bool QDMainWindow::IsMinimizedOrInBackground() const
+{
+    return isMinimized() || !isVisible();
+}
+
+void QDMainWindow::BringToFront()
+{
+    if (isMinimized())
+        showNormal();
+    // A platform without stacking (the headless one) has nothing to raise.
+    if (QGuiApplication::platformName() != "offscreen")
+        raise();
+    activateWindow();
+}
+
+void QDMainWindow::Relayout()
+{
+    if (QLayout* l = centralWidget()->layout())
+        l->activate();
+}
+
+void QDMainWindow::ToggleFullScreen()
+{
+    if (isFullScreen())
+        showNormal();
+    else
+        showFullScreen();
+    lpEscape->setEnabled(isFullScreen());
+}
+
+bool QDMainWindow::IsFullScreen() const
+{
+    return isFullScreen();
+}
+
+void QDMainWindow::Quit(int code)
+{
+    SaveLayout();
+    hide();
+    QCoreApplication::exit(code);
+}
+
+void QDMainWindow::closeEvent(QCloseEvent* event)
+{
+    if (!rHandler.CmCancel())
+    {
+        event->ignore();
+        return;
+    }
+    SaveLayout();
+    event->accept();
+}
+
+void QDMainWindow::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (event->mimeData()->hasUrls())
+        event->acceptProposedAction();
+}
+
+void QDMainWindow::dropEvent(QDropEvent* event)
+{
+    std::vector<std::string> paths;
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile())
+            paths.push_back(url.toLocalFile().toStdString());
+    if (paths.empty())
+        return;
+    event->acceptProposedAction();
+    // After the drop has ended: the queue shows a dialog of its own.
+    QTimer::singleShot(0, this, [this, paths] { rHandler.EvDropFiles(paths); });
+}
+
+void QDMainWindow::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::WindowStateChange)
+        lpEscape->setEnabled(isFullScreen());
+    QMainWindow::changeEvent(event);
+}
+
+// ---- commands
+
+QAction* QDMainWindow::MakeCommandAction(int id, const QString& text, bool bMenu)
+{
+    auto* action = new QAction(text, this);
+    connect(action, &QAction::triggered, this, [this, id] { rHandler.Command(id, 0); });
+    CommandState& state = mapCommands[id];
+    (bMenu ? state.vMenuActions : state.vOtherActions).push_back(action);
+    action->setEnabled(state.bEnabled);
+    if (state.bCheckable)
+    {
+        action->setCheckable(true);
+        action->setChecked(state.bChecked);
+    }
+    return action;
+}
+
+void QDMainWindow::ApplyState(int id)
+{
+    auto it = mapCommands.find(id);
+    if (it == mapCommands.end())
+        return;
+    const CommandState& s = it->second;
+    for (const auto* list : {&s.vMenuActions, &s.vOtherActions})
+        for (QAction* a : *list)
+        {
+            a->setEnabled(s.bEnabled);
+            if (s.bCheckable)
+            {
+                a->setCheckable(true);
+                a->setChecked(s.bChecked);
+            }
+        }
+}
+
+void QDMainWindow::SetMenus(const std::vector<LMenu>& menus)
+{
+    menuBar()->clear();
+    for (auto& [id, state] : mapCommands)
+        state.vMenuActions.clear();
+    for (const LMenu& m : menus)
+    {
+        QMenu* top = menuBar()->addMenu(QString::fromStdString(m.szName));
+        connect(top, &QMenu::aboutToShow, this, [this] { rHandler.EvMenuOpen(); });
+        std::vector<QMenu*> stack{top};
+        for (const LMenuItem& item : m.items)
+        {
+            QMenu* menu = stack.back();
+            if (item.iCommandId == 0)
+                menu->addSeparator();
+            else if (item.iCommandId == -1 && !item.szText.empty())
+                stack.push_back(menu->addMenu(QString::fromStdString(item.szText)));
+            else if (item.iCommandId == -1)
+            {
+                if (stack.size() > 1)
+                    stack.pop_back();
+            }
+            else
+            {
+                QString text = QString::fromStdString(item.szText);
+                if (!item.szShortcut.empty())
+                    text += "\t" + QString::fromStdString(item.szShortcut);
+                menu->addAction(MakeCommandAction(item.iCommandId, text, true));
+            }
+        }
+    }
+}
+
+void QDMainWindow::SetCaptionToolbar(const std::vector<LToolbarItem>& items)
+{
+    lpCaptionBar->clear();
+    for (const LToolbarItem& item : items)
+    {
+        QAction* a = MakeCommandAction(item.iCommandId, QString::fromStdString(item.szLabel), false);
+        a->setIcon(IconFor(item));
+        a->setToolTip(QString::fromStdString(item.szTip));
+        lpCaptionBar->addAction(a);
+        if (QWidget* w = lpCaptionBar->widgetForAction(a))
+            w->setAccessibleName(QString::fromStdString(item.szTip));
+    }
+}
+
+void QDMainWindow::SetToolbarTabs(const std::vector<LToolbarTab>& tabs)
+{
+    // The old buttons' actions go with them.
+    for (auto& [id, state] : mapCommands)
+        std::erase_if(state.vOtherActions,
+                      [](QAction* a)
+                      {
+                          if (!a->property("tabbed").toBool())
+                              return false;
+                          a->deleteLater();
+                          return true;
+                      });
+    lpTabs->SetTabs(tabs,
+                    [this](const LToolbarItem& item)
+                    {
+                        QAction* a =
+                            MakeCommandAction(item.iCommandId, QString::fromStdString(item.szLabel), false);
+                        a->setProperty("tabbed", true);
+                        a->setIcon(IconFor(item));
+                        a->setToolTip(QString::fromStdString(item.szTip));
+                        return a;
+                    });
+}
+
+void QDMainWindow::SetKeyMap(const std::vector<LKeyMapEntry>& keys)
+{
+    for (QShortcut* s : vShortcuts)
+        delete s;
+    vShortcuts.clear();
+    for (const LKeyMapEntry& entry : keys)
+        for (const QKeySequence& sequence : KeySequences(entry.iKey))
+        {
+            QShortcut* s = IsCanvasKey(entry.iKey) ? new QShortcut(sequence, lpCanvasStack)
+                                                   : new QShortcut(sequence, this);
+            s->setContext(IsCanvasKey(entry.iKey) ? Qt::WidgetWithChildrenShortcut : Qt::WindowShortcut);
+            const uint32_t key = entry.iKey;
+            connect(s, &QShortcut::activated, this, [this, key] { rHandler.EvKeyDown(key); });
+            vShortcuts.push_back(s);
+        }
+}
+
+void QDMainWindow::EnableCommand(int id, bool bEnable)
+{
+    CommandState& s = mapCommands[id];
+    if (s.bEnabled == bEnable)
+        return;
+    s.bEnabled = bEnable;
+    ApplyState(id);
+}
+
+void QDMainWindow::CheckCommand(int id, bool bCheck)
+{
+    CommandState& s = mapCommands[id];
+    if (s.bCheckable && s.bChecked == bCheck)
+        return;
+    s.bCheckable = true;
+    s.bChecked = bCheck;
+    ApplyState(id);
+}
+
+void QDMainWindow::SetCommandText(int id, const char* text)
+{
+    auto it = mapCommands.find(id);
+    if (it == mapCommands.end())
+        return;
+    for (QAction* a : it->second.vMenuActions)
+    {
+        const QString old = a->text();
+        const int tab = old.indexOf('\t');
+        a->setText(QString::fromUtf8(text) + (tab >= 0 ? old.mid(tab) : QString()));
+    }
+    for (QAction* a : it->second.vOtherActions)
+        a->setToolTip(QString::fromUtf8(text));
+}
+
+bool QDMainWindow::IsCommandEnabled(int id) const
+{
+    auto it = mapCommands.find(id);
+    return it == mapCommands.end() || it->second.bEnabled;
+}
+
+QAction* QDMainWindow::GetMenuAction(int id) const
+{
+    auto it = mapCommands.find(id);
+    return it == mapCommands.end() || it->second.vMenuActions.empty() ? nullptr
+                                                                      : it->second.vMenuActions.front();
+}
+
+void QDMainWindow::ShowToolbarTab(int controlId)
+{
+    lpTabs->ShowTab(controlId);
+}
+
+void QDMainWindow::ShowControl(int id, bool bShow)
+{
+    if (id == kIdThumbnailExpand)
+        lpThumbnailExpand->setVisible(bShow);
+    else if (id == kIdLogo && bShow && !lpShown)
+        lpCanvasStack->setCurrentWidget(bStartScreenShown ? static_cast<QWidget*>(lpStartScreen) : lpLogo);
+}
+
+void QDMainWindow::SetControlTip(int id, const char* text)
+{
+    if (id == kIdThumbnailExpand)
+        lpThumbnailExpand->setToolTip(QString::fromUtf8(text));
+}
+
+// ---- status bar, info bar
+
+void QDMainWindow::SetStatusText(const char* text)
+{
+    lpStatusText->setText(QString::fromUtf8(text));
+}
+
+void QDMainWindow::SetStatusProgress(double fraction)
+{
+    const int value = int(std::lround(std::clamp(fraction, 0.0, 1.0) * kProgressRange));
+    lpProgress->setValue(value);
+    // A full bar says nothing; the bar is there while a render runs.
+    lpProgress->setVisible(value < kProgressRange);
+}
+
+double QDMainWindow::GetStatusProgress() const
+{
+    return double(lpProgress->value()) / kProgressRange;
+}
+
+void QDMainWindow::SetStatusZoom(int percent)
+{
+    iStatusZoom = percent;
+    lpZoom->SetZoomPercent(percent);
+}
+
+int QDMainWindow::GetStatusZoom() const
+{
+    return iStatusZoom;
+}
+
+void QDMainWindow::ShowStatusZoom(bool bShow)
+{
+    lpZoom->setVisible(bShow);
+}
+
+void QDMainWindow::ShowInfoBar(const char* text, const char* linkText, int linkCommand,
+                               const char* buttonText, int buttonCommand)
+{
+    lpInfoBar->ShowMessage(QString::fromUtf8(text ? text : ""), QString::fromUtf8(linkText ? linkText : ""),
+                           linkCommand, QString::fromUtf8(buttonText ? buttonText : ""), buttonCommand);
+}
+
+void QDMainWindow::HideInfoBar()
+{
+    lpInfoBar->hide();
+}
+
+bool QDMainWindow::IsInfoBarShown() const
+{
+    return lpInfoBar->isVisible();
+}
+
+void QDMainWindow::ShowBubble(const char* text, int x, int y)
+{
+    QPoint at(x, y);
+    if (text && strcmp(text, "Click to expand") == 0)
+        at = lpThumbnailExpand->mapTo(this, QPoint(lpThumbnailExpand->width(), 0));
+    else
+        at.ry() += lpCaptionBar->geometry().bottom();
+    QToolTip::showText(mapToGlobal(at), QString::fromUtf8(text ? text : ""), this, QRect(), 5000);
+}
+
+// ---- projects
+
+QDMainWindow::ViewerEntry* QDMainWindow::FindEntry(const QDProjectViewer* viewer) const
+{
+    for (const auto& e : vViewers)
+        if (e->lpViewer == viewer)
+            return e.get();
+    return nullptr;
+}
+
+void QDMainWindow::AddProjectViewer(QDProjectViewer& viewer)
+{
+    if (FindEntry(&viewer))
+        return;
+    auto entry = std::make_unique<ViewerEntry>();
+    entry->lpViewer = &viewer;
+    entry->lpWindow = new QDCanvasViewerWindow(viewer.GetCanvasViewer(), lpCanvasStack);
+    entry->lpNotifyee = std::make_unique<QDCanvasNotifyee>(rHandler, viewer);
+    viewer.GetCanvasViewer().AddNotifyee(entry->lpNotifyee.get());
+    connect(entry->lpWindow, &QDCanvasViewerWindow::zoomChanged, this,
+            [this, &viewer](float) { rHandler.EvCanvasZoomChanged(viewer); });
+    lpCanvasStack->addWidget(entry->lpWindow);
+    vViewers.push_back(std::move(entry));
+}
+
+void QDMainWindow::RemoveProjectViewer(QDProjectViewer& viewer)
+{
+    for (auto it = vViewers.begin(); it != vViewers.end(); ++it)
+        if ((*it)->lpViewer == &viewer)
+        {
+            ViewerEntry* entry = it->get();
+            if (lpShown == entry)
+            {
+                lpShown = nullptr;
+                lpElementList->SetItems({});
+                lpPanelTitle->clear();
+            }
+            entry->mapUis.clear();
+            viewer.GetCanvasViewer().RemoveNotifyee(entry->lpNotifyee.get());
+            lpCanvasStack->removeWidget(entry->lpWindow);
+            delete entry->lpWindow;
+            vViewers.erase(it);
+            return;
+        }
+}
+
+void QDMainWindow::ShowProjectViewer(QDProjectViewer* viewer)
+{
+    ViewerEntry* entry = FindEntry(viewer);
+    lpShown = entry;
+    if (!entry)
+    {
+        lpCanvasStack->setCurrentWidget(bStartScreenShown ? static_cast<QWidget*>(lpStartScreen) : lpLogo);
+        lpElementList->SetItems({});
+        ShowPanelsOf(nullptr);
+        return;
+    }
+    lpCanvasStack->setCurrentWidget(entry->lpWindow);
+    ShowPanelsOf(entry);
+    entry->lpWindow->GetView()->setFocus();
+}
+
+void QDMainWindow::GetCanvasSize(int& width, int& height) const
+{
+    const qreal dpr = devicePixelRatioF();
+    width = int(std::lround(lpCanvasStack->width() * dpr));
+    height = int(std::lround(lpCanvasStack->height() * dpr));
+}
+
+QDCanvasViewerWindow* QDMainWindow::GetCanvasWindow(const QDProjectViewer* viewer) const
+{
+    ViewerEntry* e = FindEntry(viewer);
+    return e ? e->lpWindow : nullptr;
 }
 
 QDCanvasViewerWindow* QDMainWindow::GetCurrentCanvasWindow() const
 {
-    const Open* o = FindOpen(lpCurrentProject);
-    return o ? o->lpWindow : nullptr;
+    return lpShown ? lpShown->lpWindow : nullptr;
 }
 
 LSceneGraphView* QDMainWindow::GetCurrentView() const
 {
-    QDCanvasViewerWindow* w = GetCurrentCanvasWindow();
-    return w ? w->GetView() : nullptr;
+    return lpShown ? lpShown->lpWindow->GetView() : nullptr;
 }
 
-const QDMainWindow::Open* QDMainWindow::FindOpen(const QDProject* project) const
-{
-    for (const Open& o : vOpen)
-        if (&o.lpViewer->GetProject() == project)
-            return &o;
-    return nullptr;
-}
+// ---- element panels
 
-void QDMainWindow::ShowMessage(const QString& text)
+void QDMainWindow::CreateElementUi(QDProjectViewer& viewer, QDImagePipelineElement* element,
+                                   QDEffectFactory* factory)
 {
-    lpMessage->setText(text);
-    lpStatusText->setText(text);
-    if (!lpCurrentProject)
-        lpStack->setCurrentWidget(lpMessage);
-}
-
-QString QDMainWindow::GetShownMessage() const
-{
-    return lpMessage->text();
-}
-
-bool QDMainWindow::OpenImage(const char* path)
-{
-    LImageBuffer buffer;
-    QDMessageKeeper process;
-    if (LImage::Load(process, buffer, path) == 0 || !buffer.IsValid())
+    ViewerEntry* entry = FindEntry(&viewer);
+    if (!entry || !element || entry->mapUis.count(element))
+        return;
+    auto ui = std::make_unique<QDPipelineElementUiBase>();
+    ui->lpElement = element;
+    ui->lpCanvasViewer = &viewer.GetCanvasViewer();
+    ui->lpWidget = viewer.MapPipelineElementToUi(element);
+    ui->lpPanel = factory ? factory->CreatePanel(element) : QDMakeTablePanel(element);
+    if (ui->lpPanel)
     {
-        ShowMessage(process.szError.isEmpty() ? QString("The image could not be loaded.") : process.szError);
-        if (bAutomationPending && !szAutomationShot.isEmpty())
-            QTimer::singleShot(0, this, [] { QApplication::exit(2); });
-        return false;
+        ui->lpPanel->hide();
+        ui->lpPanel->setParent(lpPanelContainer);
+        lpPanelLayout->insertWidget(lpPanelLayout->count() - 1, ui->lpPanel);
+        ui->lpPanel->hide();
     }
+    entry->mapUis[element] = std::move(ui);
+}
 
-    auto* project = new QDProject(unsigned(buffer.GetWidth()), unsigned(buffer.GetHeight()));
-    QDProject** tail = &lpProjects;
-    while (*tail)
-        tail = &(*tail)->lpNext;
-    *tail = project;
+void QDMainWindow::DestroyElementUi(QDProjectViewer& viewer, QDImagePipelineElement* element)
+{
+    ViewerEntry* entry = FindEntry(&viewer);
+    if (!entry)
+        return;
+    if (entry->lpSelected == element)
+        entry->lpSelected = nullptr;
+    entry->mapUis.erase(element);
+    if (entry == lpShown)
+        ShowPanelsOf(entry);
+}
 
-    Open open;
-    open.lpViewer = std::make_unique<QDProjectViewer>(*project);
-    open.lpViewer->SetupProjectViewer(true, kZoomMin, kZoomMax);
-    open.lpWindow = new QDCanvasViewerWindow(open.lpViewer->GetCanvasViewer(), lpStack);
-    connect(open.lpWindow, &QDCanvasViewerWindow::zoomChanged, this, [this](float zoom) { ShowZoom(zoom); });
-    lpStack->addWidget(open.lpWindow);
+void QDMainWindow::SelectElementUi(QDProjectViewer& viewer, QDImagePipelineElement* element)
+{
+    ViewerEntry* entry = FindEntry(&viewer);
+    if (!entry)
+        return;
+    entry->lpSelected = element && entry->mapUis.count(element) ? element : nullptr;
+    if (entry == lpShown)
+        ShowPanelsOf(entry);
+}
 
-    // The small render is three quarters of the fitted size, for the canvas as it now stands.
-    const qreal dpr = devicePixelRatioF();
-    const QSize area = lpStack->size() * dpr;
-    project->viewport.fLowResScale = QDProjectViewer::ComputeLowResScale(
-        area.width(), area.height(), buffer.GetWidth(), buffer.GetHeight());
-    QDOriginalImageFactory::CreateLayer(*project, buffer, false, true, path);
-    buffer.Destroy();
-    const char* name = strrchr(path, '/');
-    snprintf(project->szFilePath, sizeof(project->szFilePath), "%s", path);
-    snprintf(project->szName, sizeof(project->szName), "%s", name ? name + 1 : path);
+void QDMainWindow::ShowPanelsOf(ViewerEntry* shown)
+{
+    QWidget* visible = nullptr;
+    for (const auto& entry : vViewers)
+        for (auto& [element, ui] : entry->mapUis)
+        {
+            if (!ui->lpPanel)
+                continue;
+            const bool show = entry.get() == shown && element == shown->lpSelected;
+            ui->lpPanel->setVisible(show);
+            if (show)
+                visible = ui->lpPanel;
+        }
+    QDImagePipelineElement* selected = shown ? shown->lpSelected : nullptr;
+    lpPanelTitle->setText(selected ? QString::fromUtf8(selected->GetName()) : QString());
+    if (visible)
+        lpPanelScroll->ensureWidgetVisible(visible, 0, 0);
+}
 
-    QDProjectViewer* viewer = open.lpViewer.get();
-    QDCanvasViewerWindow* window = open.lpWindow;
-    vOpen.push_back(std::move(open));
-    if (QDProjectViewer* old = GetCurrentViewer())
-        old->Hide();
-    lpCurrentProject = project;
-    viewer->Show();
-    viewer->SyncPipelineElementUis();
-    lpStack->setCurrentWidget(window);
-    window->GetView()->setFocus();
-    setWindowTitle(QString("%1 - Quendrel").arg(QString::fromUtf8(project->szName)));
-    lpStatusText->clear();
-    ShowZoom(viewer->GetCanvasViewer().GetZoom());
-    RenderProject();
+QDPropertiesPanel* QDMainWindow::GetShownPanel() const
+{
+    if (!lpShown || !lpShown->lpSelected)
+        return nullptr;
+    auto it = lpShown->mapUis.find(lpShown->lpSelected);
+    return it == lpShown->mapUis.end() ? nullptr : it->second->lpPanel;
+}
+
+void QDMainWindow::UpdateElementList(QDProjectViewer& viewer)
+{
+    ViewerEntry* entry = FindEntry(&viewer);
+    if (!entry || entry != lpShown)
+        return;
+    const QDImagePipeline& pipeline = viewer.GetProject().pipeline;
+    const size_t rendered = pipeline.GetNumVisibleElements();
+    std::vector<QDElementListItem> items;
+    size_t index = 0;
+    for (QDImagePipelineElement* e = pipeline.GetFirstElement(); e; e = e->GetNextItem(), ++index)
+        items.push_back({e, QString::fromUtf8(e->GetName()), e->bVisible, index < rendered, e->bBaseElement,
+                         e == entry->lpSelected});
+    lpElementList->SetItems(items);
+}
+
+// ---- thumbnails
+
+void QDMainWindow::ThumbnailAdd(QDProject& project)
+{
+    lpThumbnails->Add(&project, QString::fromUtf8(project.szName[0] ? project.szName : "Untitled"));
+}
+
+void QDMainWindow::ThumbnailUpdate(QDProject& project, const LImageBuffer& image)
+{
+    lpThumbnails->Update(&project, ToQImage(image, true),
+                         QString::fromUtf8(project.szName[0] ? project.szName : "Untitled"));
+}
+
+void QDMainWindow::ThumbnailRemove(QDProject& project)
+{
+    lpThumbnails->Remove(&project);
+}
+
+void QDMainWindow::ThumbnailSelect(QDProject* project)
+{
+    lpThumbnails->Select(project);
+}
+
+bool QDMainWindow::IsThumbnailStripCollapsed() const
+{
+    return lpThumbnails->isHidden();
+}
+
+void QDMainWindow::SetThumbnailStripCollapsed(bool bCollapsed)
+{
+    lpThumbnails->setVisible(!bCollapsed);
+    lpThumbnailExpand->setArrowType(bCollapsed ? Qt::UpArrow : Qt::DownArrow);
+}
+
+void QDMainWindow::SetRecentFiles(const std::vector<std::string>& paths)
+{
+    lpStartScreen->SetRecentFiles(paths);
+}
+
+void QDMainWindow::SetStartScreenShown(bool bShown)
+{
+    bStartScreenShown = bShown;
+    if (!lpShown)
+        lpCanvasStack->setCurrentWidget(bShown ? static_cast<QWidget*>(lpStartScreen) : lpLogo);
+}
+
+// ---- clipboard
+
+bool QDMainWindow::ClipboardHasImage() const
+{
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    return data && data->hasImage();
+}
+
+bool QDMainWindow::ClipboardHasText() const
+{
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    return data && data->hasText() && !data->text().isEmpty();
+}
+
+bool QDMainWindow::ClipboardHasRichText() const
+{
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    return data && (data->hasFormat("text/rtf") || data->hasFormat("text/richtext"));
+}
+
+bool QDMainWindow::ClipboardGetImage(LImageBuffer& image) const
+{
+    const QImage source = QGuiApplication::clipboard()->image();
+    if (source.isNull())
+        return false;
+    const QImage argb = source.convertToFormat(QImage::Format_ARGB32);
+    if (argb.isNull() || !LImage::New(image, argb.width(), argb.height()))
+        return false;
+    for (int y = 0; y < argb.height(); ++y)
+        memcpy(image.GetRow(y), argb.constScanLine(y), size_t(argb.width()) * 4);
     return true;
 }
 
-void QDMainWindow::RenderProject()
+bool QDMainWindow::ClipboardGetText(std::string& text, bool bRich) const
 {
-    if (!lpCurrentProject)
-        return;
-    lpCurrentProject->bRenderRequested = true;
-    threadRender.SetCurrentProjectAndStart(lpCurrentProject);
-}
-
-void QDMainWindow::ShowZoom(float zoom)
-{
-    lpZoom->SetZoomPercent(int(std::lround(100.0 * zoom)));
-}
-
-void QDMainWindow::ZoomIn()
-{
-    if (QDProjectViewer* v = GetCurrentViewer())
-        v->GetCanvasViewer().ZoomIn();
-}
-
-void QDMainWindow::ZoomOut()
-{
-    if (QDProjectViewer* v = GetCurrentViewer())
-        v->GetCanvasViewer().ZoomOut();
-}
-
-void QDMainWindow::ZoomTo(float zoom)
-{
-    if (QDProjectViewer* v = GetCurrentViewer())
-        v->GetCanvasViewer().SetZoom(std::clamp(zoom, kZoomMin, kZoomMax));
-}
-
-void QDMainWindow::FitToWindow()
-{
-    if (QDProjectViewer* v = GetCurrentViewer())
-        v->GetCanvasViewer().FitCameraToViewport();
-}
-
-void QDMainWindow::EvQueuedNotifyData(int code, void* data, size_t size)
-{
-    if (code == QDRenderNotifyProgress)
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    if (!data)
+        return false;
+    if (bRich)
     {
-        lpProgress->setValue(int(size));
-        return;
+        const QByteArray rtf =
+            data->hasFormat("text/rtf") ? data->data("text/rtf") : data->data("text/richtext");
+        text = rtf.toStdString();
+        return !rtf.isEmpty();
     }
-    if (code == QDRenderNotifyBegin)
-        lpProgress->setValue(0);
-    else if (code == QDRenderNotifyHighRes || code == QDRenderNotifyCancelled || code == QDRenderNotifyFailed)
-        lpProgress->setValue(100);
-    QDProject* project = QDProjectFromNotification(lpProjects, data, size);
-    if (const Open* o = FindOpen(project))
-        o->lpViewer->EvRenderNotification(code);
-    if (code == QDRenderNotifyHighRes && bAutomationPending && project == lpCurrentProject)
-        RunAutomation();
-    emit renderNotified(code);
+    text = data->text().toStdString();
+    return !text.empty();
 }
 
-void QDMainWindow::SetAutomation(const QString& zoom, const QString& screenshotPath)
+bool QDMainWindow::ClipboardSetImage(const LImageBuffer& image)
 {
-    szAutomationZoom = zoom;
-    szAutomationShot = screenshotPath;
-    bAutomationPending = true;
-    if (!screenshotPath.isEmpty())
-        // A picture that never renders must not leave a script waiting for ever.
-        QTimer::singleShot(120000, this, [] { QApplication::exit(2); });
+    const QImage copy = ToQImage(image);
+    if (copy.isNull())
+        return false;
+    QGuiApplication::clipboard()->setImage(copy);
+    return true;
 }
 
-void QDMainWindow::RunAutomation()
+// ---- long work
+
+LProcessResult QDMainWindow::RunProcessDialog(const char* title, const ProcessFunction& process)
 {
-    bAutomationPending = false;
-    if (szAutomationZoom == "fit")
-        FitToWindow();
-    else if (!szAutomationZoom.isEmpty())
-        ZoomTo(szAutomationZoom.toFloat() / 100.0f);
-    if (szAutomationShot.isEmpty())
+    QDProcessFunctionData data{&process};
+    return ProcessRunAsDialog(this, title, data);
+}
+
+LProcessResult QDMainWindow::RunProcessQueueDialog(const char* title,
+                                                   const std::vector<ProcessFunction>& queue,
+                                                   bool bContinueOnError, unsigned* failedCount)
+{
+    LProcessQueue<QDProcessFunctionData> items;
+    for (const ProcessFunction& f : queue)
+        items.Add(new QDProcessFunctionData{&f});
+    return ProcessQueueRunAsDialog(this, title, items, bContinueOnError, failedCount);
+}
+
+void QDMainWindow::OpenHelpPage(const char* name)
+{
+    char folder[LFILE_MAX_PATH];
+    if (!LFile::GetResourcesFolder(folder))
         return;
-    // After the coalesced repaint has reached the screen.
-    QTimer::singleShot(500, this,
-                       [this]
-                       {
-                           QPixmap shot;
-                           if (QScreen* s = screen())
-                               shot = s->grabWindow(winId());
-                           if (shot.isNull() || shot.size().isEmpty())
-                               shot = grab();
-                           const bool ok = shot.save(szAutomationShot, "PNG");
-                           QApplication::exit(ok ? 0 : 2);
-                       });
+    const QString page = QString("%1/help/%2.html").arg(QString::fromUtf8(folder), QString::fromUtf8(name));
+    if (QFileInfo::exists(page))
+        QDesktopServices::openUrl(QUrl::fromLocalFile(page));
+}
+
+bool QDMainWindow::SaveWindowPicture(const char* path)
+{
+    QPixmap shot;
+    if (QScreen* s = screen(); s && windowHandle())
+        shot = s->grabWindow(winId());
+    if (shot.isNull() || shot.size().isEmpty() || QGuiApplication::platformName() == "offscreen")
+        shot = grab();
+    return !shot.isNull() && shot.save(QString::fromUtf8(path), "PNG");
 }

@@ -117,6 +117,29 @@ TEST_F(CliEffectsTest, AProjectRendersToApplysPixels)
     EXPECT_EQ(r.szOutput, "The project file is damaged.\n");
 }
 
+// Tone effects by type key, with the properties they hold as text: apply and a rendered project
+// agree, and a malformed level names its syntax.
+TEST_F(CliEffectsTest, ToneEffectsTakeTheirTextProperties)
+{
+    ASSERT_EQ(system(("convert rose: -resize 97x61! " + P("photo.jpg")).c_str()), 0);
+    ASSERT_EQ(RunCli("convert " + P("photo.jpg") + " " + P("in.png")).iStatus, 0);
+    ASSERT_EQ(RunCli("apply " + P("photo.jpg") + " " + P("rest.png") + " levels curves").iStatus, 0);
+    EXPECT_TRUE(SamePicture(P("rest.png"), P("in.png"))) << "levels and curves at rest";
+    ASSERT_EQ(RunCli("apply " + P("photo.jpg") + " " + P("amber.png") + " levels curves amber").iStatus, 0);
+    EXPECT_FALSE(SamePicture(P("amber.png"), P("in.png")));
+    const std::string effects =
+        " levels:rgb=20/235/0.6,blue=0/255/0.4 curves:rgb=0/0+128/160+255/255 amber:strength=0.5";
+    ASSERT_EQ(RunCli("apply " + P("photo.jpg") + " " + P("a.png") + effects).iStatus, 0);
+    ASSERT_EQ(RunCli("project " + P("photo.jpg") + " " + P("p.qdj") + effects).iStatus, 0);
+    ASSERT_EQ(RunCli("render " + P("p.qdj") + " " + P("b.png")).iStatus, 0);
+    EXPECT_TRUE(SamePicture(P("a.png"), P("b.png")));
+    EXPECT_FALSE(SamePicture(P("a.png"), P("in.png")));
+
+    const RunResult r = RunCli("apply " + P("photo.jpg") + " " + P("c.png") + " levels:rgb=300/10", true);
+    EXPECT_EQ(r.iStatus, 2);
+    EXPECT_NE(r.szOutput.find("levels:rgb takes LOW/HIGH/MIDTONE"), std::string::npos) << r.szOutput;
+}
+
 TEST_F(CliEffectsTest, MistakesNameWhatIsValid)
 {
     const std::string in = P("x.png");
@@ -126,8 +149,8 @@ TEST_F(CliEffectsTest, MistakesNameWhatIsValid)
         const char* szMessage;
     };
     for (const Case& c : {
-             Case{"bluur", "unknown effect \"bluur\"; the effects are: blur, sharpen, focusfix, noise"},
-             Case{"brick", "\"brick\" is not available yet; the effects are: blur, sharpen"},
+             Case{"bluur", "unknown effect \"bluur\"; the effects are: brick, brightness, balance, "},
+             Case{"warp", "\"warp\" is not available yet; the effects are: brick, brightness, "},
              Case{"original_image", "\"original_image\" can't be applied"},
              Case{"blur:size=3", "blur has no property \"size\"; its properties are: radius, type"},
              Case{"noise:patch=2", "noise has no property \"patch\"; its properties are: noise, smoothing"},
@@ -157,7 +180,7 @@ TEST_F(CliEffectsTest, ListsTheCatalogueWithRangesAndDefaults)
                              "    radius       float64  0 to 1000, default 20\n",
                              "    simple       bool     true or false, default true\n",
                              "    smoothing    float    0 to 1, default 0.5\n",
-                             "brick            Brick                not available yet\n",
+                             "warp             Warp                 not available yet\n",
                              "original_image   Original Image       base element\n"})
         EXPECT_NE(r.szOutput.find(line), std::string::npos) << line;
     EXPECT_EQ(r.szOutput.find("patch"), std::string::npos) << "unsaved properties aren't offered";

@@ -98,16 +98,20 @@ TEST(LImgProScaleBi, RowsSameSizeAndFailures)
 
 TEST(LImgProScaleBi, EnlargingAndShrinkingKeepUniformAndOrder)
 {
-    LImageBuffer src, dst;
-    ASSERT_TRUE(src.AllocateNewBuffer(LImageFormat(B8G8R8A8, 37, 23)));
-    for (int y = 0; y < 23; ++y)
-        for (int x = 0; x < 37; ++x)
-        {
-            const uint8_t p[4] = {uint8_t(x * 7), uint8_t(y * 11), 77, 255};
-            memcpy(Px(src, x, y), p, 4);
-        }
-    for (auto [w, h] : {std::pair{80, 51}, std::pair{11, 9}, std::pair{36, 22}, std::pair{2, 2}})
+    // Blue rises to the right, green downwards, to top (right, bottom).
+    auto ramp = [](LImageBuffer& b, int w, int h, int right, int bottom)
     {
+        ASSERT_TRUE(b.AllocateNewBuffer(LImageFormat(B8G8R8A8, w, h)));
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+            {
+                const uint8_t p[4] = {uint8_t(x * right / (w - 1)), uint8_t(y * bottom / (h - 1)), 77, 255};
+                memcpy(Px(b, x, y), p, 4);
+            }
+    };
+    auto check = [](const LImageBuffer& src, int w, int h)
+    {
+        LImageBuffer dst;
         ASSERT_EQ(ScaleTo(dst, src, w, h), 0);
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x)
@@ -119,8 +123,17 @@ TEST(LImgProScaleBi, EnlargingAndShrinkingKeepUniformAndOrder)
             }
         // Corners map to corners.
         EXPECT_EQ(Px(dst, 0, 0)[0], 0);
-        EXPECT_EQ(Px(dst, w - 1, h - 1)[1], uint8_t(22 * 11));
-    }
+        EXPECT_EQ(Px(dst, w - 1, h - 1)[1], Px(src, src.GetWidth() - 1, src.GetHeight() - 1)[1]);
+    };
+    LImageBuffer src;
+    ramp(src, 37, 23, 36 * 7, 22 * 11);
+    for (auto [w, h] : {std::pair{80, 51}, std::pair{11, 9}, std::pair{36, 22}, std::pair{2, 2}})
+        check(src, w, h);
+    // Past 255 times, a run of steps outgrows the table of fractions.
+    ramp(src, 2, 2, 250, 250);
+    check(src, 700, 600);
+    ramp(src, 700, 600, 250, 250);
+    check(src, 2, 2);
 }
 
 TEST(LImgProScaleNe, PicksCentresOfTheRectangle)
