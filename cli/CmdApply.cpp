@@ -31,7 +31,7 @@ static int CmApply(int argc, char** argv)
     LImageBuffer image;
     if (!engine.Render(process, *project, image))
         return process.Fail("Image render failed.");
-    if (!LImage::Save(process, image, args[1], settings))
+    if (!LImage::Save(process, image, &project->metadata, args[1], settings))
         return process.Fail("The image could not be saved");
     return 0;
 }

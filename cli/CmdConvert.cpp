@@ -63,10 +63,11 @@ static int CmConvert(int argc, char** argv)
     }
     QDCliProcess process;
     LImageBuffer image;
-    if (LImage::Load(process, image, argv[1]) == 0)
+    LImageMetadata metadata;
+    if (LImage::Load(process, image, metadata, argv[1]) == 0)
         return process.Fail("The image could not be loaded.");
     // No vetoer: every encoder that exists is reachable from here.
-    if (!LImage::Save(process, image, argv[2], settings))
+    if (!LImage::Save(process, image, &metadata, argv[2], settings))
         return process.Fail("The image could not be saved");
     return 0;
 }

@@ -185,13 +185,15 @@ QDProject* QDCliEngine::MakeProject(QDCliProcess& process, const char* path,
                                     const std::vector<QDCliEffectArgument>& effects)
 {
     LImageBuffer image;
-    if (LImage::Load(process, image, path) == 0 || !image.IsValid())
+    LImageMetadata metadata;
+    if (LImage::Load(process, image, metadata, path) == 0 || !image.IsValid())
     {
         if (process.szError.empty())
             process.SetError("The image could not be loaded.");
         return nullptr;
     }
     QDProject* project = new QDProject(unsigned(image.GetWidth()), unsigned(image.GetHeight()));
+    project->metadata = std::move(metadata);
     QDOriginalImageFactory::CreateLayer(*project, image, false, true, path);
     image.Destroy();
     for (const QDCliEffectArgument& effect : effects)

@@ -21,6 +21,8 @@ public:
     virtual int64_t GetSize() = 0; // -1 when unknown
     // The whole input when it already lies in memory (null otherwise).
     virtual const uint8_t* GetMemory() { return nullptr; }
+    // The open file behind the input, for mapping it (-1 otherwise).
+    virtual int GetDescriptor() { return -1; }
 };
 
 template <class Base>
@@ -38,6 +40,13 @@ public:
             return s.GetData();
         else
             return nullptr;
+    }
+    int GetDescriptor() override
+    {
+        if constexpr (requires(LInputStream<Base> & x) { x.GetDescriptor(); })
+            return s.GetDescriptor();
+        else
+            return -1;
     }
 
 private:

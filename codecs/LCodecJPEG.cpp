@@ -4,6 +4,8 @@
 #include <climits>
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include <jpeglib.h>
@@ -121,6 +123,30 @@ int FindOrientation(j_decompress_ptr cinfo)
     return 1;
 }
 
+constexpr char kXmpSignature[] = "http://ns.adobe.com/xap/1.0/"; // then a NUL
+
+void CollectMetadata(j_decompress_ptr cinfo, LImageMetadata& metadata)
+{
+    metadata.Clear();
+    for (jpeg_saved_marker_ptr m = cinfo->marker_list; m; m = m->next)
+    {
+        if (m->marker != JPEG_APP0 + 1)
+            continue;
+        if (m->data_length >= 6 && memcmp(m->data, "Exif\0\0", 6) == 0 && metadata.arExif.empty())
+            metadata.SetExif(m->data, m->data_length);
+        else if (m->data_length > sizeof(kXmpSignature) &&
+                 memcmp(m->data, kXmpSignature, sizeof(kXmpSignature)) == 0 && metadata.arXmp.empty())
+            metadata.SetXmp(m->data + sizeof(kXmpSignature), m->data_length - sizeof(kXmpSignature));
+    }
+    JOCTET* icc = nullptr;
+    unsigned int iccSize = 0;
+    if (jpeg_read_icc_profile(cinfo, &icc, &iccSize) && icc)
+    {
+        metadata.SetIcc(icc, iccSize);
+        free(icc);
+    }
+}
+
 // Everything that lives across the long jump is kept here, outside the jumping frame's locals.
 struct DecodeState
 {
@@ -132,7 +158,7 @@ struct DecodeState
 };
 
 LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader& input, LImageBuffer& image,
-                      int& bitDepth)
+                      int& bitDepth, LImageMetadata* metadata)
 {
     j_decompress_ptr cinfo = &st.cinfo;
     if (setjmp(st.err.jump))
@@ -149,8 +175,12 @@ LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader&
     st.src.mgr.next_input_byte = nullptr;
     cinfo->src = &st.src.mgr;
     jpeg_save_markers(cinfo, JPEG_APP0 + 1, 0xFFFF);
+    if (metadata)
+        jpeg_save_markers(cinfo, JPEG_APP0 + 2, 0xFFFF);
     if (jpeg_read_header(cinfo, TRUE) != JPEG_HEADER_OK || st.src.bHitEnd)
         return LProcessResultFailed;
+    if (metadata)
+        CollectMetadata(cinfo, *metadata);
 
     // Saved markers live only until the decompression finishes.
     const int orientation = FindOrientation(cinfo);
@@ -210,7 +240,7 @@ LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader&
     // A file cut short was padded out by the library; its missing part would show as grey.
     if (st.src.bHitEnd)
         return LProcessResultFailed;
-    // Nothing here keeps the EXIF block, so the picture is turned upright once and for all.
+    // The picture is turned upright once and for all; a save writes the orientation back as 1.
     if (!LCodecApplyOrientation(image, orientation))
         return LProcessResultFailed;
     return LProcessResultSuccess;
@@ -222,10 +252,12 @@ struct EncodeState
     ErrorManager err;
     Destination dst;
     std::vector<uint8_t> row;
+    std::vector<uint8_t> marker; // outside the jumping frame, so a long jump leaks nothing
 };
 
 LProcessResult Encode(LProcessInterface& process, EncodeState& st, LCodecWriter& output,
-                      const LImageBuffer& image, LCodecSourceRows& source, const int quality)
+                      const LImageBuffer& image, LCodecSourceRows& source, const int quality,
+                      const LImageMetadata* metadata)
 {
     j_compress_ptr cinfo = &st.cinfo;
     if (setjmp(st.err.jump))
@@ -265,6 +297,28 @@ LProcessResult Encode(LProcessInterface& process, EncodeState& st, LCodecWriter&
         cinfo->Y_density = UINT16(std::min<uint32_t>(65535, (image.imf.VerticalResolution + 50) / 100));
     }
     jpeg_start_compress(cinfo, TRUE);
+    if (metadata)
+    {
+        // A marker holds at most 65533 bytes after its length.
+        if (!metadata->arExif.empty() && metadata->arExif.size() + 6 <= 65533)
+        {
+            std::vector<uint8_t>& app1 = st.marker;
+            app1.assign(6 + metadata->arExif.size(), 0);
+            memcpy(app1.data(), "Exif\0\0", 6);
+            memcpy(app1.data() + 6, metadata->arExif.data(), metadata->arExif.size());
+            jpeg_write_marker(cinfo, JPEG_APP0 + 1, app1.data(), unsigned(app1.size()));
+        }
+        if (!metadata->arXmp.empty() && metadata->arXmp.size() + sizeof(kXmpSignature) <= 65533)
+        {
+            std::vector<uint8_t>& app1 = st.marker;
+            app1.assign(sizeof(kXmpSignature) + metadata->arXmp.size(), 0);
+            memcpy(app1.data(), kXmpSignature, sizeof(kXmpSignature));
+            memcpy(app1.data() + sizeof(kXmpSignature), metadata->arXmp.data(), metadata->arXmp.size());
+            jpeg_write_marker(cinfo, JPEG_APP0 + 1, app1.data(), unsigned(app1.size()));
+        }
+        if (!metadata->arIcc.empty())
+            jpeg_write_icc_profile(cinfo, metadata->arIcc.data(), unsigned(metadata->arIcc.size()));
+    }
     LCodecProgress progress(process);
     for (int y = 0; y < h; ++y)
     {
@@ -279,7 +333,7 @@ LProcessResult Encode(LProcessInterface& process, EncodeState& st, LCodecWriter&
 } // namespace
 
 LProcessResult LCodecJPEGDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                                int& bitDepth)
+                                int& bitDepth, LImageMetadata* metadata)
 {
     process.SetStatus("Decoding JPEG image", 0);
     DecodeState st{};
@@ -289,18 +343,20 @@ LProcessResult LCodecJPEGDecode(LProcessInterface& process, LCodecReader& input,
     const int64_t size = input.GetSize();
     st.iFileBytes = size < 0 ? INT64_MAX : size - input.Tell();
     bitDepth = 0;
-    const LProcessResult r = Decode(process, st, input, image, bitDepth);
+    const LProcessResult r = Decode(process, st, input, image, bitDepth, metadata);
     jpeg_destroy_decompress(&st.cinfo);
     if (r != LProcessResultSuccess)
     {
         image.Destroy();
         bitDepth = 0;
+        if (metadata)
+            metadata->Clear();
     }
     return r;
 }
 
 LProcessResult LCodecJPEGEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
-                                int quality)
+                                int quality, const LImageMetadata* metadata)
 {
     process.SetStatus("Encoding JPEG image", 0);
     EncodeState st{};
@@ -308,7 +364,8 @@ LProcessResult LCodecJPEGEncode(LProcessInterface& process, LCodecWriter& output
     st.err.mgr.error_exit = ErrorExit;
     st.err.mgr.output_message = OutputMessage;
     LCodecSourceRows source(image);
-    const LProcessResult r = Encode(process, st, output, image, source, std::clamp(quality, 0, 100));
+    const LProcessResult r =
+        Encode(process, st, output, image, source, std::clamp(quality, 0, 100), metadata);
     jpeg_destroy_compress(&st.cinfo);
     return r;
 }

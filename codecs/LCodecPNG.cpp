@@ -1,6 +1,7 @@
 #include "codecs/LCodecPNG.h"
 
 #include <csetjmp>
+#include <cstring>
 #include <vector>
 
 #include <png.h>
@@ -21,15 +22,6 @@ void ReadFn(png_structp png, png_bytep data, png_size_t size)
         png_error(png, "truncated");
 }
 
-void WriteFn(png_structp png, png_bytep data, png_size_t size)
-{
-    LCodecWriter* output = static_cast<LCodecWriter*>(png_get_io_ptr(png));
-    if (!output->Write(data, size))
-        png_error(png, "write failed");
-}
-
-void FlushFn(png_structp) {}
-
 // Everything that lives across the long jump stays outside the jumping frame.
 struct DecodeState
 {
@@ -37,8 +29,34 @@ struct DecodeState
     png_infop info = nullptr;
 };
 
+// Blocks that libpng has already checked (lengths, CRCs); text after the pixels is not looked for.
+void CollectMetadata(png_structp png, png_infop info, LImageMetadata& metadata)
+{
+    metadata.Clear();
+    png_uint_32 exifSize = 0;
+    png_bytep exif = nullptr;
+    if (png_get_eXIf_1(png, info, &exifSize, &exif) && exif)
+        metadata.SetExif(exif, exifSize);
+    png_charp name = nullptr;
+    int method = 0;
+    png_bytep icc = nullptr;
+    png_uint_32 iccSize = 0;
+    if (png_get_iCCP(png, info, &name, &method, &icc, &iccSize) && icc)
+        metadata.SetIcc(icc, iccSize);
+    png_textp text = nullptr;
+    int count = 0;
+    png_get_text(png, info, &text, &count);
+    for (int i = 0; i < count; ++i)
+        if (text[i].key && strcmp(text[i].key, "XML:com.adobe.xmp") == 0 && text[i].text)
+        {
+            const size_t size = text[i].compression > 0 ? text[i].itxt_length : text[i].text_length;
+            metadata.SetXmp(reinterpret_cast<const uint8_t*>(text[i].text), size);
+            break;
+        }
+}
+
 LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader& input, LImageBuffer& image,
-                      int& bitDepth)
+                      int& bitDepth, LImageMetadata* metadata)
 {
     png_structp png = st.png;
     png_infop info = st.info;
@@ -47,6 +65,8 @@ LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader&
     png_set_read_fn(png, &input, ReadFn);
     png_set_user_limits(png, uint32_t(kLCodecMaxSide), uint32_t(kLCodecMaxSide));
     png_read_info(png, info);
+    if (metadata)
+        CollectMetadata(png, info, *metadata);
     png_uint_32 w, h;
     int depth, colourType, interlace;
     png_get_IHDR(png, info, &w, &h, &depth, &colourType, &interlace, nullptr, nullptr);
@@ -98,54 +118,10 @@ LProcessResult Decode(LProcessInterface& process, DecodeState& st, LCodecReader&
     return LProcessResultSuccess;
 }
 
-struct EncodeState
-{
-    png_structp png = nullptr;
-    png_infop info = nullptr;
-};
-
-LProcessResult Encode(LProcessInterface& process, EncodeState& st, LCodecWriter& output,
-                      const LImageBuffer& image, LCodecSourceRows& source, int level)
-{
-    png_structp png = st.png;
-    png_infop info = st.info;
-    if (setjmp(png_jmpbuf(png)))
-        return LProcessResultFailed;
-    png_set_write_fn(png, &output, WriteFn, FlushFn);
-    if (level >= 0 && level <= 9)
-    {
-        png_set_compression_level(png, level);
-        // At the fast levels one cheap filter beats trying all five on every row.
-        if (level <= 3)
-            png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
-    }
-    const int w = image.GetWidth(), h = image.GetHeight();
-    const bool rgb24 = image.GetPixelFormat() == B8G8R8;
-    const bool alpha = !rgb24 && !source.IsOpaque();
-    png_set_IHDR(png, info, png_uint_32(w), png_uint_32(h), 8,
-                 alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
-                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    if (image.imf.HorizontalResolution && image.imf.VerticalResolution)
-        png_set_pHYs(png, info, image.imf.HorizontalResolution, image.imf.VerticalResolution,
-                     PNG_RESOLUTION_METER);
-    png_write_info(png, info);
-    png_set_bgr(png);
-    if (!rgb24 && !alpha)
-        png_set_filler(png, 0, PNG_FILLER_AFTER); // drops the fourth byte of each pixel
-    LCodecProgress progress(process);
-    for (int y = 0; y < h; ++y)
-    {
-        png_write_row(png, const_cast<png_bytep>(rgb24 ? image.GetRow(y) : source.Row(y)));
-        if (!progress.Row(y + 1, h))
-            return LProcessResultCancelled;
-    }
-    png_write_end(png, info);
-    return LProcessResultSuccess;
-}
 } // namespace
 
 LProcessResult LCodecPNGDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                               int& bitDepth)
+                               int& bitDepth, LImageMetadata* metadata)
 {
     process.SetStatus("Decoding PNG image", 0);
     bitDepth = 0;
@@ -154,30 +130,14 @@ LProcessResult LCodecPNGDecode(LProcessInterface& process, LCodecReader& input, 
     if (!st.png)
         return LProcessResultFailed;
     st.info = png_create_info_struct(st.png);
-    LProcessResult r = st.info ? Decode(process, st, input, image, bitDepth) : LProcessResultFailed;
+    LProcessResult r = st.info ? Decode(process, st, input, image, bitDepth, metadata) : LProcessResultFailed;
     png_destroy_read_struct(&st.png, &st.info, nullptr);
     if (r != LProcessResultSuccess)
     {
         image.Destroy();
         bitDepth = 0;
+        if (metadata)
+            metadata->Clear();
     }
-    return r;
-}
-
-LProcessResult LCodecPNGEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
-                               int compressionLevel)
-{
-    process.SetStatus("Encoding PNG image", 0);
-    LCodecSourceRows source(image);
-    if (image.GetPixelFormat() != B8G8R8 && !source.IsValid())
-        return LProcessResultFailed;
-    EncodeState st;
-    st.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, ErrorFn, WarningFn);
-    if (!st.png)
-        return LProcessResultFailed;
-    st.info = png_create_info_struct(st.png);
-    LProcessResult r =
-        st.info ? Encode(process, st, output, image, source, compressionLevel) : LProcessResultFailed;
-    png_destroy_write_struct(&st.png, &st.info);
     return r;
 }

@@ -10,6 +10,8 @@
 #include <mutex>
 #include <vector>
 
+#include <sys/mman.h>
+
 #include <tiffio.h>
 
 namespace
@@ -590,9 +592,32 @@ tmsize_t LibraryAllocationLimit()
 }
 } // namespace
 
-LProcessResult LCodecTIFFDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                                int& bitDepth)
+static void ReadTiffMetadata(LCodecReader& input, LImageMetadata& metadata)
 {
+    const int64_t size = input.GetSize();
+    if (size <= 0 || uint64_t(size) > SIZE_MAX)
+        return;
+    if (const uint8_t* memory = input.GetMemory())
+    {
+        LImageMetadataReadTiff(memory, size_t(size), metadata);
+        return;
+    }
+    // Mapped, so that only the pages of the directories are read.
+    const int fd = input.GetDescriptor();
+    if (fd < 0)
+        return;
+    void* map = mmap(nullptr, size_t(size), PROT_READ, MAP_PRIVATE, fd, 0);
+    if (map == MAP_FAILED)
+        return;
+    LImageMetadataReadTiff(static_cast<const uint8_t*>(map), size_t(size), metadata);
+    munmap(map, size_t(size));
+}
+
+LProcessResult LCodecTIFFDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
+                                int& bitDepth, LImageMetadata* metadata)
+{
+    if (metadata)
+        metadata->Clear();
     process.SetStatus("Decoding TIFF image", 0);
     bitDepth = 0;
     InstallQuietHandlers();
@@ -616,10 +641,13 @@ LProcessResult LCodecTIFFDecode(LProcessInterface& process, LCodecReader& input,
         image.Destroy();
         bitDepth = 0;
     }
+    else if (metadata)
+        ReadTiffMetadata(input, *metadata);
     return r;
 }
 
-LProcessResult LCodecTIFFEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image)
+LProcessResult LCodecTIFFEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
+                                const LImageMetadata* metadata)
 {
     process.SetStatus("Encoding TIFF image", 0);
     InstallQuietHandlers();
@@ -676,6 +704,9 @@ LProcessResult LCodecTIFFEncode(LProcessInterface& process, LCodecWriter& output
         if (!TIFFWriteDirectory(tif.t))
             return LProcessResultFailed;
     }
+    // Photo information that can't be embedded is left out; the picture is still written.
+    if (metadata)
+        LImageMetadataEmbedInTiff(file.data, *metadata);
     const size_t block = 1 << 20;
     for (size_t off = 0; off < file.data.size(); off += block)
         if (!output.Write(file.data.data() + off, std::min(block, file.data.size() - off)))

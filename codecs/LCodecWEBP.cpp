@@ -7,6 +7,7 @@
 #include <webp/decode.h>
 #include <webp/demux.h>
 #include <webp/encode.h>
+#include <webp/mux.h>
 
 namespace
 {
@@ -90,8 +91,95 @@ int ProgressFn(int percent, const WebPPicture* picture)
 }
 } // namespace
 
+static LProcessResult DecodePixels(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
+                                   int& bitDepth);
+
+namespace
+{
+uint32_t LE32(const uint8_t* p)
+{
+    return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+}
+
+// Walks the RIFF chunks from start for ICCP, EXIF and "XMP "; the first of each counts.
+void ReadMetadata(LCodecReader& input, int64_t start, LImageMetadata& metadata)
+{
+    metadata.Clear();
+    uint8_t head[12];
+    if (!input.Seek(start) || input.Read(head, 12) != 12 || memcmp(head, "RIFF", 4) != 0 ||
+        memcmp(head + 8, "WEBP", 4) != 0)
+        return;
+    int64_t end = start + 8 + int64_t(LE32(head + 4));
+    const int64_t size = input.GetSize();
+    if (size >= 0)
+        end = std::min(end, size);
+    std::vector<uint8_t> block;
+    for (int64_t pos = start + 12; pos + 8 <= end;)
+    {
+        uint8_t chunk[8];
+        if (!input.Seek(pos) || input.Read(chunk, 8) != 8)
+            return;
+        const int64_t n = LE32(chunk + 4), data = pos + 8;
+        if (n > end - data)
+            return;
+        const bool icc = memcmp(chunk, "ICCP", 4) == 0, exif = memcmp(chunk, "EXIF", 4) == 0,
+                   xmp = memcmp(chunk, "XMP ", 4) == 0;
+        if ((icc || exif || xmp) && n > 0 && uint64_t(n) <= kLImageMetadataMaxBlock)
+        {
+            block.resize(size_t(n));
+            if (input.Read(block.data(), block.size()) != block.size())
+                return;
+            if (icc && metadata.arIcc.empty())
+                metadata.SetIcc(block.data(), block.size());
+            else if (exif && metadata.arExif.empty())
+                metadata.SetExif(block.data(), block.size());
+            else if (xmp && metadata.arXmp.empty())
+                metadata.SetXmp(block.data(), block.size());
+        }
+        pos = data + n + (n & 1);
+    }
+}
+bool WriteWithMetadata(LCodecWriter& output, const WebPMemoryWriter& memory, const LImageMetadata& metadata)
+{
+    const WebPData picture = {memory.mem, memory.size};
+    WebPMux* mux = WebPMuxCreate(&picture, 0);
+    if (!mux)
+        return false;
+    bool ok = true;
+    const std::pair<const char*, const std::vector<uint8_t>*> chunks[] = {
+        {"ICCP", &metadata.arIcc}, {"EXIF", &metadata.arExif}, {"XMP ", &metadata.arXmp}};
+    for (const auto& [fourcc, block] : chunks)
+        if (!block->empty())
+        {
+            const WebPData data = {block->data(), block->size()};
+            ok = ok && WebPMuxSetChunk(mux, fourcc, &data, 0) == WEBP_MUX_OK;
+        }
+    WebPData assembled;
+    WebPDataInit(&assembled);
+    ok = ok && WebPMuxAssemble(mux, &assembled) == WEBP_MUX_OK;
+    ok = ok && output.Write(assembled.bytes, assembled.size);
+    WebPDataClear(&assembled);
+    WebPMuxDelete(mux);
+    return ok;
+}
+} // namespace
+
 LProcessResult LCodecWEBPDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                                int& bitDepth)
+                                int& bitDepth, LImageMetadata* metadata)
+{
+    if (!metadata)
+        return DecodePixels(process, input, image, bitDepth);
+    const int64_t start = input.Tell();
+    const LProcessResult r = DecodePixels(process, input, image, bitDepth);
+    if (r == LProcessResultSuccess)
+        ReadMetadata(input, start, *metadata);
+    else
+        metadata->Clear();
+    return r;
+}
+
+static LProcessResult DecodePixels(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
+                                   int& bitDepth)
 {
     process.SetStatus("Decoding WebP image", 0);
     bitDepth = 0;
@@ -185,7 +273,7 @@ LProcessResult LCodecWEBPDecode(LProcessInterface& process, LCodecReader& input,
 }
 
 LProcessResult LCodecWEBPEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
-                                const LCODEC_WebP_EncodeSettings& settings)
+                                const LCODEC_WebP_EncodeSettings& settings, const LImageMetadata* metadata)
 {
     process.SetStatus("Encoding WebP image", 0);
     LCodecSourceRows source(image);
@@ -225,15 +313,28 @@ LProcessResult LCodecWEBPEncode(LProcessInterface& process, LCodecWriter& output
             }
         }
     }
+    // With photo information the picture is made in memory and the chunks joined to it there.
+    const bool withMetadata = metadata && !metadata->IsEmpty();
     Writer writer{&output, false};
-    picture.writer = WriteFn;
-    picture.custom_ptr = &writer;
+    WebPMemoryWriter memory;
+    WebPMemoryWriterInit(&memory);
+    picture.writer = withMetadata ? WebPMemoryWrite : WriteFn;
+    picture.custom_ptr = withMetadata ? static_cast<void*>(&memory) : static_cast<void*>(&writer);
     ProgressHook hook{&process, false};
     picture.progress_hook = ProgressFn;
     picture.user_data = &hook;
     const int ok = WebPEncode(&config, &picture);
     WebPPictureFree(&picture);
-    if (hook.bStopped)
-        return LProcessResultCancelled;
-    return ok && !writer.bFailed ? LProcessResultSuccess : LProcessResultFailed;
+    if (hook.bStopped || !ok)
+    {
+        WebPMemoryWriterClear(&memory);
+        return hook.bStopped ? LProcessResultCancelled : LProcessResultFailed;
+    }
+    if (withMetadata)
+    {
+        const bool written = WriteWithMetadata(output, memory, *metadata);
+        WebPMemoryWriterClear(&memory);
+        return written ? LProcessResultSuccess : LProcessResultFailed;
+    }
+    return !writer.bFailed ? LProcessResultSuccess : LProcessResultFailed;
 }

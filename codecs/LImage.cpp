@@ -82,6 +82,7 @@ LProcessResult Process(LProcessInterface& process, LProcessImageLoadFile& d)
     load.lpStream = &stream;
     load.codec = codec;
     load.lpImage = d.lpImage;
+    load.lpMetadata = d.lpMetadata;
     LProcessInterfaceSubProcess sub(process, 0.0, 1.0);
     const LProcessResult r = Process(sub, load);
     d.iBitDepth = r == LProcessResultSuccess ? load.iBitDepth : 0;
@@ -119,6 +120,8 @@ LProcessResult Process(LProcessInterface& process, LProcessImageSaveFile& d)
     save.codec = codec;
     save.settings = d.settings;
     save.lpStream = &writer.GetStream();
+    if (d.lpMetadata && LImageMetadataGetKeep())
+        save.lpMetadata = d.lpMetadata;
     LProcessInterfaceSubProcess sub(process, 0.0, 1.0);
     LProcessResult r = Process(sub, save);
     if (r == LProcessResultSuccess && writer.Commit() != LFileAtomicWriterSuccess)
@@ -143,6 +146,23 @@ int Load(LProcessInterface& process, LImageBuffer& image, const char* path, int 
     data.iTimeoutMs = timeoutMs;
     data.lpVetoer = vetoer;
     data.lpImage = &image;
+    return Process(process, data) == LProcessResultSuccess ? data.iBitDepth : 0;
+}
+
+int Load(LProcessInterface& process, LImageBuffer& image, LImageMetadata& metadata, const char* path,
+         int timeoutMs, const LImageCodecVetoer* vetoer)
+{
+    metadata.Clear();
+    LProcessImageLoadFile data;
+    if (!data.SetFilePath(path))
+    {
+        process.SetError("The file could not be found.");
+        return 0;
+    }
+    data.iTimeoutMs = timeoutMs;
+    data.lpVetoer = vetoer;
+    data.lpImage = &image;
+    data.lpMetadata = &metadata;
     return Process(process, data) == LProcessResultSuccess ? data.iBitDepth : 0;
 }
 
@@ -222,6 +242,24 @@ bool Save(LProcessInterface& process, const LImageBuffer& image, const char* pat
         return false;
     }
     data.lpImage = &image;
+    data.settings = settings;
+    data.iTimeoutMs = timeoutMs;
+    data.lpVetoer = vetoer;
+    return Process(process, data) == LProcessResultSuccess;
+}
+
+bool Save(LProcessInterface& process, const LImageBuffer& image, const LImageMetadata* metadata,
+          const char* path, const LImageEncodeSettings& settings, int timeoutMs,
+          const LImageCodecVetoer* vetoer)
+{
+    LProcessImageSaveFile data;
+    if (!data.SetFilePath(path))
+    {
+        process.SetError("The file could not be opened.");
+        return false;
+    }
+    data.lpImage = &image;
+    data.lpMetadata = metadata;
     data.settings = settings;
     data.iTimeoutMs = timeoutMs;
     data.lpVetoer = vetoer;

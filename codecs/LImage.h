@@ -6,6 +6,7 @@
 
 #include "codecs/LImageCodec.h"
 #include "codecs/LImageEncodeSettings.h"
+#include "codecs/LImageMetadata.h"
 #include "foundation/LProcessInterface.h"
 #include "image/LImageBuffer.h"
 
@@ -35,6 +36,9 @@ enum Encoding : int
 int Load(LProcessInterface& process, LImageBuffer& image, const char* path,
          int timeoutMs = kLImageDefaultLockTimeoutMs, const LImageCodecVetoer* vetoer = nullptr);
 int Load(LImageBuffer& image, const char* path, int timeoutMs = kLImageDefaultLockTimeoutMs);
+// Also gives the photo information the file carries (empty for formats that carry none).
+int Load(LProcessInterface& process, LImageBuffer& image, LImageMetadata& metadata, const char* path,
+         int timeoutMs = kLImageDefaultLockTimeoutMs, const LImageCodecVetoer* vetoer = nullptr);
 int Load(LImageBuffer& image, const void* data, size_t size, Encoding encoding);
 // Encodings JPEG, BMP, GIF and PNG only, from "resources/<type>/<id>.<type>".
 int LoadResource(LImageBuffer& image, int id, Encoding encoding);
@@ -45,6 +49,10 @@ bool Save(LProcessInterface& process, const LImageBuffer& image, const char* pat
           const LImageCodecVetoer* vetoer = nullptr);
 bool Save(const LImageBuffer& image, const char* path, const LImageEncodeSettings& settings, int timeoutMs);
 bool Save(const LImageBuffer& image, const char* path);
+// Writes metadata too where the format carries it, unless the user turned that off.
+bool Save(LProcessInterface& process, const LImageBuffer& image, const LImageMetadata* metadata,
+          const char* path, const LImageEncodeSettings& settings, int timeoutMs = kLImageDefaultLockTimeoutMs,
+          const LImageCodecVetoer* vetoer = nullptr);
 } // namespace LImage
 
 // -1 above 10.
@@ -56,7 +64,8 @@ struct LProcessImageLoadFile
     int iTimeoutMs = kLImageDefaultLockTimeoutMs;
     const LImageCodecVetoer* lpVetoer = nullptr;
     LImageBuffer* lpImage = nullptr;
-    int iBitDepth = 0; // result
+    int iBitDepth = 0;                    // result
+    LImageMetadata* lpMetadata = nullptr; // result, when given
 
     // False when the path doesn't fit.
     bool SetFilePath(const char* path);
@@ -69,6 +78,7 @@ struct LProcessImageSaveFile
     LImageEncodeSettings settings;
     int iTimeoutMs = kLImageDefaultLockTimeoutMs;
     const LImageCodecVetoer* lpVetoer = nullptr;
+    const LImageMetadata* lpMetadata = nullptr; // written unless the user turned that off
 
     bool SetFilePath(const char* path);
 };

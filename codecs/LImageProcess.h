@@ -24,6 +24,7 @@
 #include "codecs/LCodecWEBP.h"
 #include "codecs/LImageCodec.h"
 #include "codecs/LImageEncodeSettings.h"
+#include "codecs/LImageMetadata.h"
 
 template <class Base>
 struct LProcessImageLoad
@@ -32,6 +33,8 @@ struct LProcessImageLoad
     LImageCodec codec;
     LImageBuffer* lpImage = nullptr;
     int iBitDepth = 0; // result
+    // Receives the photo information of codecs that read it; emptied for the others.
+    LImageMetadata* lpMetadata = nullptr;
 };
 
 template <class Base>
@@ -41,6 +44,9 @@ struct LProcessImageSave
     LImageCodec codec;
     LImageEncodeSettings settings;
     LOutputStream<Base>* lpStream = nullptr;
+    // The photo information as loaded; codecs that carry it get it with the orientation and
+    // dimensions made true of the pixels written.
+    const LImageMetadata* lpMetadata = nullptr;
 };
 
 namespace LImageProcessDetail
@@ -52,6 +58,11 @@ LProcessResult RunLoad(LProcessInterface& process, LProcessImageLoad<Base>& d)
     Data<Base> data;
     data.lpStream = d.lpStream;
     data.lpImage = d.lpImage;
+    // A codec takes part in the photo information by having a metadata member.
+    if constexpr (requires { data.lpMetadata; })
+        data.lpMetadata = d.lpMetadata;
+    else if (d.lpMetadata)
+        d.lpMetadata->Clear();
     const LProcessResult r = Process(process, data);
     d.iBitDepth = data.iBitDepth;
     return r;
@@ -73,6 +84,14 @@ LProcessResult RunSave(LProcessInterface& process, LProcessImageSave<Base>& d, S
     data.lpStream = d.lpStream;
     data.lpImage = d.lpImage;
     setup(data);
+    LImageMetadata prepared;
+    if constexpr (requires { data.lpMetadata; })
+        if (d.lpMetadata && !d.lpMetadata->IsEmpty())
+        {
+            LImageMetadataPrepareForSave(*d.lpMetadata, d.lpImage->GetWidth(), d.lpImage->GetHeight(),
+                                         prepared);
+            data.lpMetadata = &prepared;
+        }
     return Process(process, data);
 }
 } // namespace LImageProcessDetail
@@ -139,6 +158,8 @@ LProcessResult Process(LProcessInterface& outer, LProcessImageLoad<Base>& d)
         break;
     default:
     {
+        if (d.lpMetadata)
+            d.lpMetadata->Clear();
         // DNG, RAW and every camera family share one decoder.
         LProcessCamRAWLoad<Base> data;
         data.lpStream = d.lpStream;
@@ -158,6 +179,8 @@ LProcessResult Process(LProcessInterface& outer, LProcessImageLoad<Base>& d)
     {
         // Whatever a failed decoder left behind is no picture.
         d.lpImage->Destroy();
+        if (d.lpMetadata)
+            d.lpMetadata->Clear();
         if (!process.bErrorSet)
             outer.SetError("The image could not be loaded.");
         d.iBitDepth = 0;

@@ -135,7 +135,8 @@ ERROR_CODE_SAVE QDProject::Save(const char* path, const LImageEncodeSettings& se
     LImageBuffer image;
     if (!LQDCacheLoadImage(image, iHighResCacheId) || !image.IsValid())
         return ERROR_CODE_SAVE_PREPARE;
-    if (!LImage::Save(image, path, settings, 3000))
+    LProcessInterfaceVoid process;
+    if (!LImage::Save(process, image, &metadata, path, settings, 3000))
         return ERROR_CODE_SAVE_ENCODE;
     SetFilePath(path);
     undoStack.MarkCurrentStateAsSaved();

@@ -9,6 +9,7 @@
 
 #include "codecs/LImageCodec.h"
 #include "codecs/LImageEncodeSettings.h"
+#include "codecs/LImageMetadata.h"
 #include "document/LGuiColor.h"
 #include "document/LUndoRedo.h"
 #include "document/QDImagePipeline.h"
@@ -98,6 +99,9 @@ public:
     QDImagePipeline pipeline;
     QDViewport viewport;
     LGuiColorAlpha crBackground;
+    // The photo information of the picture the project was opened from; kept in the project
+    // file and written with every save of the picture.
+    LImageMetadata metadata;
     LUndoRedoStackNotifyWrapped undoStack;
     QDImagePipelineElement* pLastUndoRedoElement = nullptr;
     uint32_t iPPI = 300;

@@ -34,14 +34,15 @@ LProcessResult QDSDFFileSave(LProcessInterface& process, const char* path, uint3
                              QDFileWriteMode mode)
 {
     LFileAtomicWriter file;
-    if (!path || !*path || file.Begin(path, mode.bPrivate ? LFileModePrivate : LFileModeDocument) !=
-                               LFileAtomicWriterSuccess)
+    if (!path || !*path ||
+        file.Begin(path, mode.bPrivate ? LFileModePrivate : LFileModeDocument) != LFileAtomicWriterSuccess)
     {
         process.SetError(kCouldNotOpen);
         return LProcessResultFailed;
     }
     LSDFFileWriter writer;
-    LProcessResult r = writer.Open(file.GetStream(), fileType, fileVersion) ? body(writer) : LProcessResultFailed;
+    LProcessResult r =
+        writer.Open(file.GetStream(), fileType, fileVersion) ? body(writer) : LProcessResultFailed;
     // A failure of the body keeps the body's message; one of the file's own gets this one.
     bool ioFailed = !writer.bOk;
     if (r == LProcessResultSuccess && (!writer.Close() || file.Commit() != LFileAtomicWriterSuccess))
@@ -143,6 +144,18 @@ static LProcessResult WriteProject(LProcessInterface& process, QDProject& projec
     writer.WriteInt(QDChunkGreen, bg.green >> 8);
     writer.WriteInt(QDChunkBlue, bg.blue >> 8);
     writer.WriteInt(QDChunkAlpha, int32_t(std::lround(alpha * 255.0f)));
+    if (!project.metadata.IsEmpty())
+    {
+        writer.StartContainer(QDChunkPhotoInformation);
+        const std::pair<uint16_t, const std::vector<uint8_t>*> blocks[] = {
+            {QDChunkExif, &project.metadata.arExif},
+            {QDChunkXmp, &project.metadata.arXmp},
+            {QDChunkIcc, &project.metadata.arIcc}};
+        for (const auto& [id, block] : blocks)
+            if (!block->empty())
+                writer.WriteBlob(id, block->data(), block->size());
+        writer.EndContainer(QDChunkPhotoInformation);
+    }
     writer.StartContainer(QDChunkPipeline);
     for (QDImagePipelineElement* e = project.pipeline.GetFirstElement(); e; e = e->GetNextItem())
     {
@@ -233,6 +246,23 @@ static LProcessResult LoadProject(LProcessInterface& process, QDProject& project
             break;
         case QDChunkAlpha:
             it->ReadInt(channel[3]);
+            break;
+        case QDChunkPhotoInformation:
+            // Only what passes the block checks is kept; damage here never fails the project.
+            project.metadata.Clear();
+            for (LSDFMemoryChunkIterator b(reader, it.Get()); b.IsValid(); b.Next())
+            {
+                const uint8_t* data = nullptr;
+                size_t size = 0;
+                if (!b->GetData(data, size))
+                    continue;
+                if (b->iId == QDChunkExif)
+                    project.metadata.SetExif(data, size);
+                else if (b->iId == QDChunkXmp)
+                    project.metadata.SetXmp(data, size);
+                else if (b->iId == QDChunkIcc)
+                    project.metadata.SetIcc(data, size);
+            }
             break;
         default:
             break;

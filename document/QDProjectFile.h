@@ -4,6 +4,7 @@
 //
 //   root: 9, 10, 11, 139 background red, green, blue, alpha (ints 0..255)
 //         4 the pipeline: one container 2 per element, holding 3 (type key) and then 1 (properties)
+//         4000 the photo information: 4001 EXIF, 4002 XMP, 4003 ICC profile (blobs), when any
 //
 // Results are LProcessResult: 0 done, 1 stopped, 2 failed with a message on the process.
 
@@ -37,6 +38,12 @@ enum QDProjectChunk : uint16_t
     QDChunkGreen = 10,
     QDChunkBlue = 11,
     QDChunkAlpha = 139,
+    // The photo information of the picture the project came from: a root container of up to
+    // three blobs, which readers that don't know it skip.
+    QDChunkPhotoInformation = 4000,
+    QDChunkExif = 4001,
+    QDChunkXmp = 4002,
+    QDChunkIcc = 4003,
 };
 
 // Every element, hidden ones too; neither visibility nor cached pictures are stored.

@@ -42,6 +42,8 @@ public:
     bool Seek64(int64_t position);
     bool SeekOffset64(int64_t offset);
     int64_t GetSize64() const; // as it was when opened
+    // For mapping the file whole; -1 when closed.
+    int GetDescriptor() const { return iFile; }
 
 private:
     bool FillBuffer(int64_t position);

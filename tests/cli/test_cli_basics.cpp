@@ -33,6 +33,6 @@ TEST(QuendrelCli, VersionAndUsage)
     {
         RunResult h = RunCli(args);
         EXPECT_EQ(h.iStatus, 0) << args;
-        EXPECT_EQ(h.szOutput, "usage: quendrel-cli info FILE\n") << args;
+        EXPECT_EQ(h.szOutput, "usage: quendrel-cli info FILE [--metadata]\n") << args;
     }
 }

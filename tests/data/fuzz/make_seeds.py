@@ -35,7 +35,7 @@ def pillow(target, name, make, prefix=b""):
         f.write(prefix + buf.getvalue())
 
 
-for t in ["bmp", "tga", "pcx", "ras", "pnm", "wbmp", "psd", "image", "avif", "jxl", "heic"]:
+for t in ["bmp", "tga", "pcx", "ras", "pnm", "wbmp", "psd", "image", "avif", "jxl", "heic", "metadata"]:
     shutil.rmtree(os.path.join(HERE, t), ignore_errors=True)
 
 # BMP, and bare DIBs (the file without its 14-byte header).
@@ -206,5 +206,39 @@ for name, opts, src in [("lossy.jxl", ["-d", "2"], SRC), ("lossless.jxl", ["-d",
 for name, opts, src in [("lossy.heic", ["-q", "50"], SRC), ("alpha.heic", ["-q", "50"], RGBA),
                         ("lossless.heic", ["-L"], SRC)]:
     tool("heic", name, ["heif-enc"] + opts + [src, "-o"])
+
+# Photo information: the image target gets files that carry it (EXIF, XMP, ICC), and the metadata
+# target the blocks themselves, after a selector byte: 0 EXIF, 1 XMP, 2 ICC, 3 a whole TIFF.
+from PIL import ImageCms
+ICC = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
+EXIF = Image.Exif()
+EXIF[0x0110] = "Cam"
+EXIF[0x0112] = 6
+TAGS = ["-M", "set Exif.Photo.DateTimeOriginal 2021:06:15 10:20:30", "-M", "set Xmp.dc.title walk",
+        "-M", "set Xmp.tiff.Orientation 6"]
+os.makedirs(os.path.join(HERE, "metadata"), exist_ok=True)
+for name, selector, save in [("meta.jpg", b"\x00", lambda im, p: im.save(p, "JPEG", exif=EXIF.tobytes(), icc_profile=ICC)),
+                             ("meta.png", b"\x02", lambda im, p: im.save(p, "PNG", exif=EXIF.tobytes(), icc_profile=ICC)),
+                             ("meta.webp", b"\x05", lambda im, p: im.save(p, "WEBP", exif=EXIF.tobytes(), icc_profile=ICC)),
+                             ("meta.tif", b"\x03", lambda im, p: im.save(p, "TIFF", icc_profile=ICC))]:
+    out = os.path.join(TMP, name)
+    save(Image.open(SRC).convert("RGB"), out)
+    subprocess.run(["exiv2"] + TAGS + [out], check=True)
+    with open(out, "rb") as f:
+        data = f.read()
+    with open(os.path.join(HERE, "image", name), "wb") as f:
+        f.write(selector + data)
+    if name == "meta.tif":
+        with open(os.path.join(HERE, "metadata", "tiff"), "wb") as f:
+            f.write(b"\x03" + data)
+    if name == "meta.jpg":
+        exif = Image.open(out).info["exif"]
+        with open(os.path.join(HERE, "metadata", "exif"), "wb") as f:
+            f.write(b"\x00" + exif[6:])
+        xmp = subprocess.run(["exiv2", "-eX-", out], check=True, capture_output=True).stdout
+        with open(os.path.join(HERE, "metadata", "xmp"), "wb") as f:
+            f.write(b"\x01" + xmp)
+with open(os.path.join(HERE, "metadata", "icc"), "wb") as f:
+    f.write(b"\x02" + ICC)
 
 shutil.rmtree(TMP)
