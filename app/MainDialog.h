@@ -18,6 +18,7 @@
 
 #include "app/LMainWindow.h"
 #include "app/QDEffectIcons.h"
+#include "batch/QDBatchState.h"
 #include "document/LUndoRedo.h"
 #include "document/QDImagePipelineElementProcessingThread.h"
 #include "document/QDProject.h"
@@ -225,6 +226,7 @@ public:
     QDEffectFactory* pFactoryFrame = nullptr;
     // The batch editor's offer, in its order.
     std::vector<QDEffectFactory*> vBatchAvailable;
+    QDBatchStateData batchState; // the batch editor's files, effects and script between openings
     bool bThumbnailTipShown = false;
     bool bThumbnailWasCollapsed = false;
     std::string szClipartLocation;

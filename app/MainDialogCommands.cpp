@@ -194,7 +194,12 @@ void MainDialog::Command(int id, int code)
         if (CmCancel() && lpHost)
             lpHost->Quit(0);
         break;
-    // The subsystems behind these (cloud services, capture, print, batch, collage, clipart,
+    case CM_BATCH:
+    case CM_START_BATCH:
+        if (lpHost)
+            lpHost->RunBatchEditor(batchState);
+        break;
+    // The subsystems behind these (cloud services, capture, print, collage, clipart,
     // selection tools, sharing, wallpaper) come with their own work; until then their items stay
     // disabled and the command does nothing.
     case CM_OPEN_DROPBOX:
@@ -207,8 +212,6 @@ void MainDialog::Command(int id, int code)
     case CM_WEBCAM:
     case CM_SCREENSHOT_POPUP:
     case CM_PRINT:
-    case CM_BATCH:
-    case CM_START_BATCH:
     case CM_SCREENSHOT:
     case CM_START_SCREENSHOT:
     case CM_SCREENSHOT_SNIP:

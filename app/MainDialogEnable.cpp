@@ -11,7 +11,7 @@
 namespace
 {
 // Commands whose subsystem this build doesn't have: cloud services, wallpaper, capture, print,
-// the batch editor, selection tools, collage, clipart and image frames, sharing.
+// selection tools, collage, clipart and image frames, sharing.
 bool IsUnbuilt(int id)
 {
     switch (id)
@@ -26,8 +26,6 @@ bool IsUnbuilt(int id)
     case CM_WEBCAM:
     case CM_SCREENSHOT_POPUP:
     case CM_PRINT:
-    case CM_BATCH:
-    case CM_START_BATCH:
     case CM_SCREENSHOT:
     case CM_START_SCREENSHOT:
     case CM_SCREENSHOT_SNIP:

@@ -97,6 +97,9 @@ LProcessResult MainDialog::FileOpen(LProcessInterface& process, const char* path
         load.iTimeoutMs = 3000;
         load.lpVetoer = &vetoer;
         load.lpImage = &buffer;
+        // The photo's date, camera and colour profile go with it to the project and its saves.
+        LImageMetadata metadata;
+        load.lpMetadata = &metadata;
         const LProcessResult r = Process(process, load);
         if (r != LProcessResultSuccess)
             return r;
@@ -113,6 +116,7 @@ LProcessResult MainDialog::FileOpen(LProcessInterface& process, const char* path
             lpHost->SetRecentFiles(recentFiles.GetFiles());
 
         auto* project = new QDProject(unsigned(buffer.GetWidth()), unsigned(buffer.GetHeight()));
+        project->metadata = std::move(metadata);
         AddProject(project, true);
         int ww = 0, wh = 0;
         if (lpHost)

@@ -360,8 +360,8 @@ void MainDialog::CmSaveImage()
     DeselectAllElementUis(project);
     if (!WaitForRender())
         return;
-    // Until the save dialog with its preview exists, the plain route: browse, then the format's
-    // settings.
+    // The plain route: browse, then the format's settings. (The save dialog with its previews is
+    // built and tested on its own; the controller's tests answer this route's questions.)
     const bool saved = Save(project, true);
     SetWindowCaption();
     EvSave();

@@ -80,6 +80,7 @@ void MainDialog::InitDialog()
     for (size_t i = 0; i < std::size(special); ++i)
         *special[i] = catalogue.arSpecialFactories[i];
     vBatchAvailable = catalogue.vBatchFactories;
+    QDBatchStateInitFromCatalogue(batchState, catalogue);
     rToolkit.InstallPanels(this);
     QDProjectFileEnableRecovery(true);
     // The files of a crashed run keep their names until they have been offered.

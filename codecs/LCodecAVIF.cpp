@@ -35,19 +35,19 @@ int Orientation(const avifImage* img)
     return LCodecOrientationFromRotateMirror(turns, mirror);
 }
 
-void KeepMetadata(const avifImage* img, LCodecMetadataBlocks& metadata)
+void KeepMetadata(const avifImage* img, LImageMetadata& metadata)
 {
     metadata.Clear();
     LCodecSetExif(metadata.arExif, img->exif.data, img->exif.size);
     if (img->xmp.size)
-        metadata.arXMP.assign(img->xmp.data, img->xmp.data + img->xmp.size);
+        metadata.arXmp.assign(img->xmp.data, img->xmp.data + img->xmp.size);
     if (img->icc.size)
-        metadata.arICC.assign(img->icc.data, img->icc.data + img->icc.size);
+        metadata.arIcc.assign(img->icc.data, img->icc.data + img->icc.size);
 }
 } // namespace
 
 LProcessResult LCodecAVIFDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                                int& bitDepth, LCodecMetadataBlocks* metadata)
+                                int& bitDepth, LImageMetadata* metadata)
 {
     process.SetStatus("Decoding AVIF image", 0);
     bitDepth = 0;
@@ -113,7 +113,7 @@ LProcessResult LCodecAVIFDecode(LProcessInterface& process, LCodecReader& input,
 
 LProcessResult LCodecAVIFEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
                                 const LCODEC_AVIF_EncodeSettings& settings,
-                                const LCodecMetadataBlocks* metadata)
+                                const LImageMetadata* metadata)
 {
     process.SetStatus("Encoding AVIF image", 0);
     LCodecSourceRows source(image);
@@ -136,12 +136,12 @@ LProcessResult LCodecAVIFEncode(LProcessInterface& process, LCodecWriter& output
         return LProcessResultFailed;
     if (metadata)
     {
-        if (!metadata->arICC.empty())
-            avifImageSetProfileICC(img.get(), metadata->arICC.data(), metadata->arICC.size());
+        if (!metadata->arIcc.empty())
+            avifImageSetProfileICC(img.get(), metadata->arIcc.data(), metadata->arIcc.size());
         if (!metadata->arExif.empty())
             avifImageSetMetadataExif(img.get(), metadata->arExif.data(), metadata->arExif.size());
-        if (!metadata->arXMP.empty())
-            avifImageSetMetadataXMP(img.get(), metadata->arXMP.data(), metadata->arXMP.size());
+        if (!metadata->arXmp.empty())
+            avifImageSetMetadataXMP(img.get(), metadata->arXmp.data(), metadata->arXmp.size());
     }
     // The library converts the whole picture in one call, from rows at one stride: the buffer's
     // own when they lie so, else a copy.

@@ -11,13 +11,13 @@ struct LProcessAVIFLoad
     LInputStream<Base>* lpStream = nullptr;
     LImageBuffer* lpImage = nullptr;
     int iBitDepth = 0;                          // of the file, set on success
-    LCodecMetadataBlocks* lpMetadata = nullptr; // filled when given
+    LImageMetadata* lpMetadata = nullptr; // filled when given
 };
 
 // Decodes the primary image of any depth and subsampling to B8G8R8A8, alpha kept, turned upright
 // by the file's rotation and mirror.
 LProcessResult LCodecAVIFDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                                int& bitDepth, LCodecMetadataBlocks* metadata);
+                                int& bitDepth, LImageMetadata* metadata);
 
 template <class Base>
 LProcessResult Process(LProcessInterface& process, LProcessAVIFLoad<Base>& data)
@@ -34,13 +34,13 @@ struct LProcessAVIFSave
     LOutputStream<Base>* lpStream = nullptr;
     const LImageBuffer* lpImage = nullptr;
     LCODEC_AVIF_EncodeSettings settings;
-    const LCodecMetadataBlocks* lpMetadata = nullptr; // written when given
+    const LImageMetadata* lpMetadata = nullptr; // written when given
 };
 
 // Writes 8-bit 4:4:4 (lossless at quality 100), with alpha, losslessly coded, when any pixel needs it.
 LProcessResult LCodecAVIFEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
                                 const LCODEC_AVIF_EncodeSettings& settings,
-                                const LCodecMetadataBlocks* metadata);
+                                const LImageMetadata* metadata);
 
 template <class Base>
 LProcessResult Process(LProcessInterface& process, LProcessAVIFSave<Base>& data)

@@ -37,7 +37,7 @@ ContextPtr MakeContext()
     return ContextPtr(heif_context_alloc());
 }
 
-void KeepMetadata(const heif_image_handle* handle, LCodecMetadataBlocks& metadata)
+void KeepMetadata(const heif_image_handle* handle, LImageMetadata& metadata)
 {
     metadata.Clear();
     const int count = heif_image_handle_get_number_of_metadata_blocks(handle, nullptr);
@@ -50,7 +50,7 @@ void KeepMetadata(const heif_image_handle* handle, LCodecMetadataBlocks& metadat
         const bool exif = type && strcmp(type, "Exif") == 0;
         const bool xmp =
             type && strcmp(type, "mime") == 0 && content && strcmp(content, "application/rdf+xml") == 0;
-        std::vector<uint8_t>& target = exif ? metadata.arExif : metadata.arXMP;
+        std::vector<uint8_t>& target = exif ? metadata.arExif : metadata.arXmp;
         if ((!exif && !xmp) || !target.empty())
             continue;
         std::vector<uint8_t> block(heif_image_handle_get_metadata_size(handle, id));
@@ -64,10 +64,10 @@ void KeepMetadata(const heif_image_handle* handle, LCodecMetadataBlocks& metadat
     const heif_color_profile_type icc = heif_image_handle_get_color_profile_type(handle);
     if (icc == heif_color_profile_type_prof || icc == heif_color_profile_type_rICC)
     {
-        metadata.arICC.resize(heif_image_handle_get_raw_color_profile_size(handle));
-        if (metadata.arICC.empty() ||
-            heif_image_handle_get_raw_color_profile(handle, metadata.arICC.data()).code != heif_error_Ok)
-            metadata.arICC.clear();
+        metadata.arIcc.resize(heif_image_handle_get_raw_color_profile_size(handle));
+        if (metadata.arIcc.empty() ||
+            heif_image_handle_get_raw_color_profile(handle, metadata.arIcc.data()).code != heif_error_Ok)
+            metadata.arIcc.clear();
     }
 }
 
@@ -80,7 +80,7 @@ heif_error WriteFn(heif_context*, const void* data, size_t size, void* user)
 } // namespace
 
 LProcessResult LCodecHEICDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                                int& bitDepth, LCodecMetadataBlocks* metadata)
+                                int& bitDepth, LImageMetadata* metadata)
 {
     process.SetStatus("Decoding HEIC image", 0);
     bitDepth = 0;
@@ -149,7 +149,7 @@ LProcessResult LCodecHEICDecode(LProcessInterface& process, LCodecReader& input,
 
 LProcessResult LCodecHEICEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
                                 const LCODEC_HEIC_EncodeSettings& settings,
-                                const LCodecMetadataBlocks* metadata)
+                                const LImageMetadata* metadata)
 {
     process.SetStatus("Encoding HEIC image", 0);
     LCodecSourceRows source(image);
@@ -194,8 +194,8 @@ LProcessResult LCodecHEICEncode(LProcessInterface& process, LCodecWriter& output
         if (!progress.Row(y + 1, h))
             return LProcessResultCancelled;
     }
-    if (metadata && !metadata->arICC.empty())
-        heif_image_set_raw_color_profile(img.get(), "prof", metadata->arICC.data(), metadata->arICC.size());
+    if (metadata && !metadata->arIcc.empty())
+        heif_image_set_raw_color_profile(img.get(), "prof", metadata->arIcc.data(), metadata->arIcc.size());
     heif_image_handle* rawHandle = nullptr;
     if (heif_context_encode_image(ctx.get(), img.get(), encoder.get(), nullptr, &rawHandle).code !=
             heif_error_Ok ||
@@ -205,9 +205,9 @@ LProcessResult LCodecHEICEncode(LProcessInterface& process, LCodecWriter& output
     if (metadata && !metadata->arExif.empty())
         heif_context_add_exif_metadata(ctx.get(), handle.get(), metadata->arExif.data(),
                                        int(metadata->arExif.size()));
-    if (metadata && !metadata->arXMP.empty())
-        heif_context_add_XMP_metadata(ctx.get(), handle.get(), metadata->arXMP.data(),
-                                      int(metadata->arXMP.size()));
+    if (metadata && !metadata->arXmp.empty())
+        heif_context_add_XMP_metadata(ctx.get(), handle.get(), metadata->arXmp.data(),
+                                      int(metadata->arXmp.size()));
     process.SetProgress(0.9);
     if (process.IsToStop())
         return LProcessResultCancelled;

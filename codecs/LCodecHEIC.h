@@ -11,12 +11,12 @@ struct LProcessHEICLoad
     LInputStream<Base>* lpStream = nullptr;
     LImageBuffer* lpImage = nullptr;
     int iBitDepth = 0;                          // of the file, set on success
-    LCodecMetadataBlocks* lpMetadata = nullptr; // filled when given
+    LImageMetadata* lpMetadata = nullptr; // filled when given
 };
 
 // Decodes the primary image to B8G8R8A8 with its rotation, mirror and crop applied, alpha kept.
 LProcessResult LCodecHEICDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                                int& bitDepth, LCodecMetadataBlocks* metadata);
+                                int& bitDepth, LImageMetadata* metadata);
 
 template <class Base>
 LProcessResult Process(LProcessInterface& process, LProcessHEICLoad<Base>& data)
@@ -33,13 +33,13 @@ struct LProcessHEICSave
     LOutputStream<Base>* lpStream = nullptr;
     const LImageBuffer* lpImage = nullptr;
     LCODEC_HEIC_EncodeSettings settings;
-    const LCodecMetadataBlocks* lpMetadata = nullptr; // written when given
+    const LImageMetadata* lpMetadata = nullptr; // written when given
 };
 
 // Writes one 8-bit HEVC image at the quality, with alpha when any pixel needs it.
 LProcessResult LCodecHEICEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
                                 const LCODEC_HEIC_EncodeSettings& settings,
-                                const LCodecMetadataBlocks* metadata);
+                                const LImageMetadata* metadata);
 
 template <class Base>
 LProcessResult Process(LProcessInterface& process, LProcessHEICSave<Base>& data)

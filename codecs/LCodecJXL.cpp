@@ -44,7 +44,7 @@ struct BoxReader
     std::vector<uint8_t>* lpTarget = nullptr;
     std::vector<uint8_t> arData;
 
-    void Begin(JxlDecoder* dec, LCodecMetadataBlocks& metadata)
+    void Begin(JxlDecoder* dec, LImageMetadata& metadata)
     {
         JxlBoxType type;
         lpTarget = nullptr;
@@ -53,7 +53,7 @@ struct BoxReader
         if (memcmp(type, "Exif", 4) == 0)
             lpTarget = &metadata.arExif;
         else if (memcmp(type, "xml ", 4) == 0)
-            lpTarget = &metadata.arXMP;
+            lpTarget = &metadata.arXmp;
         else
             return;
         arData.assign(65536, 0);
@@ -96,7 +96,7 @@ void SwapRedBlue(LImageBuffer& image, bool premultiplied)
 } // namespace
 
 LProcessResult LCodecJXLDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                               int& bitDepth, LCodecMetadataBlocks* metadata)
+                               int& bitDepth, LImageMetadata* metadata)
 {
     process.SetStatus("Decoding JPEG XL image", 0);
     bitDepth = 0;
@@ -111,7 +111,7 @@ LProcessResult LCodecJXLDecode(LProcessInterface& process, LCodecReader& input, 
         JxlDecoderSetParallelRunner(dec.get(), JxlThreadParallelRunner, runner.get()) != JXL_DEC_SUCCESS)
         return LProcessResultFailed;
     int events = JXL_DEC_BASIC_INFO | JXL_DEC_COLOR_ENCODING | JXL_DEC_FULL_IMAGE;
-    LCodecMetadataBlocks found;
+    LImageMetadata found;
     if (metadata)
     {
         events |= JXL_DEC_BOX;
@@ -187,10 +187,10 @@ LProcessResult LCodecJXLDecode(LProcessInterface& process, LCodecReader& input, 
                                             &iccSize) == JXL_DEC_SUCCESS &&
                 iccSize > 0 && iccSize <= kMaxBox)
             {
-                found.arICC.resize(iccSize);
+                found.arIcc.resize(iccSize);
                 if (JxlDecoderGetColorAsICCProfile(dec.get(), nullptr, JXL_COLOR_PROFILE_TARGET_ORIGINAL,
-                                                   found.arICC.data(), iccSize) != JXL_DEC_SUCCESS)
-                    found.arICC.clear();
+                                                   found.arIcc.data(), iccSize) != JXL_DEC_SUCCESS)
+                    found.arIcc.clear();
             }
             // The format's own colour space has no display meaning; sRGB is what the editor works in.
             if (!info.uses_original_profile)
@@ -233,8 +233,8 @@ LProcessResult LCodecJXLDecode(LProcessInterface& process, LCodecReader& input, 
     {
         metadata->Clear();
         LCodecSetExif(metadata->arExif, found.arExif.data(), found.arExif.size());
-        metadata->arXMP = std::move(found.arXMP);
-        metadata->arICC = std::move(found.arICC);
+        metadata->arXmp = std::move(found.arXmp);
+        metadata->arIcc = std::move(found.arIcc);
     }
     process.SetProgress(1.0);
     return LProcessResultSuccess;
@@ -250,7 +250,7 @@ float LCodecJXLDistance(int quality)
 
 LProcessResult LCodecJXLEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
                                const LCODEC_JXL_EncodeSettings& settings,
-                               const LCodecMetadataBlocks* metadata)
+                               const LImageMetadata* metadata)
 {
     process.SetStatus("Encoding JPEG XL image", 0);
     LCodecSourceRows source(image);
@@ -279,11 +279,11 @@ LProcessResult LCodecJXLEncode(LProcessInterface& process, LCodecWriter& output,
     JxlColorEncoding srgb;
     JxlColorEncodingSetToSRGB(&srgb, JXL_FALSE);
     const bool icc =
-        metadata && !metadata->arICC.empty() &&
-        JxlEncoderSetICCProfile(enc.get(), metadata->arICC.data(), metadata->arICC.size()) == JXL_ENC_SUCCESS;
+        metadata && !metadata->arIcc.empty() &&
+        JxlEncoderSetICCProfile(enc.get(), metadata->arIcc.data(), metadata->arIcc.size()) == JXL_ENC_SUCCESS;
     if (!icc && JxlEncoderSetColorEncoding(enc.get(), &srgb) != JXL_ENC_SUCCESS)
         return LProcessResultFailed;
-    if (metadata && (!metadata->arExif.empty() || !metadata->arXMP.empty()))
+    if (metadata && (!metadata->arExif.empty() || !metadata->arXmp.empty()))
     {
         JxlEncoderUseBoxes(enc.get());
         if (!metadata->arExif.empty())
@@ -293,8 +293,8 @@ LProcessResult LCodecJXLEncode(LProcessInterface& process, LCodecWriter& output,
             exif.insert(exif.end(), metadata->arExif.begin(), metadata->arExif.end());
             JxlEncoderAddBox(enc.get(), "Exif", exif.data(), exif.size(), JXL_FALSE);
         }
-        if (!metadata->arXMP.empty())
-            JxlEncoderAddBox(enc.get(), "xml ", metadata->arXMP.data(), metadata->arXMP.size(), JXL_FALSE);
+        if (!metadata->arXmp.empty())
+            JxlEncoderAddBox(enc.get(), "xml ", metadata->arXmp.data(), metadata->arXmp.size(), JXL_FALSE);
         JxlEncoderCloseBoxes(enc.get());
     }
     JxlEncoderFrameSettings* frame = JxlEncoderFrameSettingsCreate(enc.get(), nullptr);

@@ -11,13 +11,13 @@ struct LProcessJXLLoad
     LInputStream<Base>* lpStream = nullptr;
     LImageBuffer* lpImage = nullptr;
     int iBitDepth = 0;                          // of the file, set on success
-    LCodecMetadataBlocks* lpMetadata = nullptr; // filled when given
+    LImageMetadata* lpMetadata = nullptr; // filled when given
 };
 
 // Decodes the first frame, of any sample depth, to B8G8R8A8 upright, alpha kept; pictures coded in
 // the format's own colour space come out as sRGB.
 LProcessResult LCodecJXLDecode(LProcessInterface& process, LCodecReader& input, LImageBuffer& image,
-                               int& bitDepth, LCodecMetadataBlocks* metadata);
+                               int& bitDepth, LImageMetadata* metadata);
 
 template <class Base>
 LProcessResult Process(LProcessInterface& process, LProcessJXLLoad<Base>& data)
@@ -34,13 +34,13 @@ struct LProcessJXLSave
     LOutputStream<Base>* lpStream = nullptr;
     const LImageBuffer* lpImage = nullptr;
     LCODEC_JXL_EncodeSettings settings;
-    const LCodecMetadataBlocks* lpMetadata = nullptr; // written when given
+    const LImageMetadata* lpMetadata = nullptr; // written when given
 };
 
 // Writes 8-bit sRGB, lossless or at the distance of the quality, with alpha when any pixel needs it.
 LProcessResult LCodecJXLEncode(LProcessInterface& process, LCodecWriter& output, const LImageBuffer& image,
                                const LCODEC_JXL_EncodeSettings& settings,
-                               const LCodecMetadataBlocks* metadata);
+                               const LImageMetadata* metadata);
 
 // The distance that a quality of 0 to 99 stands for: 90 is 1.0, visually lossless.
 float LCodecJXLDistance(int quality);

@@ -1,28 +1,13 @@
 #pragma once
-// What the container formats carry beside their pixels, as raw blocks, and the pieces their
-// library glue shares: the whole input in memory (their libraries parse boxes at random offsets)
-// and the turn of rotation and mirror properties into an EXIF orientation.
+// The pieces the container formats' library glue shares: the whole input in memory (their libraries parse
+// boxes at random offsets) and the turn of rotation and mirror properties into an EXIF orientation.
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "codecs/LCodecCommon.h"
-
-struct LCodecMetadataBlocks
-{
-    std::vector<uint8_t> arExif; // from the TIFF header on ("II*\0" or "MM\0*"), no "Exif\0\0" prefix
-    std::vector<uint8_t> arXMP;  // the XML packet
-    std::vector<uint8_t> arICC;  // the ICC profile
-
-    bool IsEmpty() const { return arExif.empty() && arXMP.empty() && arICC.empty(); }
-    void Clear()
-    {
-        arExif.clear();
-        arXMP.clear();
-        arICC.clear();
-    }
-};
+#include "codecs/LImageMetadata.h"
 
 // Stores an EXIF payload from TIFF header on, whether it came with the JPEG-style "Exif\0\0"
 // prefix or the 4-byte header offset of the ISO box formats; anything without a TIFF header is

@@ -19,6 +19,7 @@ class LImageBuffer;
 class LWindow;
 class QDEffectFactory;
 class QDImagePipelineElement;
+class QDBatchStateData;
 class QDProject;
 class QDProjectViewer;
 
@@ -206,6 +207,10 @@ public:
     virtual LProcessResult RunProcessDialog(const char* title, const ProcessFunction& process) = 0;
     virtual LProcessResult RunProcessQueueDialog(const char* title, const std::vector<ProcessFunction>& queue,
                                                  bool bContinueOnError, unsigned* failedCount) = 0;
+
+    // ---- the batch editor
+    // The state keeps the files, effects and script from one opening to the next.
+    virtual void RunBatchEditor(QDBatchStateData& state) = 0;
 
     // ---- the rest
     virtual void OpenHelpPage(const char* name) = 0;

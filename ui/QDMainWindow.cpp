@@ -37,6 +37,7 @@
 #include "foundation/LUserSettings.h"
 #include "image/LImageBuffer.h"
 #include "ui/LProcessDialog.h"
+#include "ui/QDBatchEditorDialog.h"
 #include "ui/LSceneGraphView.h"
 #include "ui/QDCanvasViewerWindow.h"
 #include "ui/QDElementList.h"
@@ -995,6 +996,11 @@ LProcessResult QDMainWindow::RunProcessQueueDialog(const char* title,
     for (const ProcessFunction& f : queue)
         items.Add(new QDProcessFunctionData{&f});
     return ProcessQueueRunAsDialog(this, title, items, bContinueOnError, failedCount);
+}
+
+void QDMainWindow::RunBatchEditor(QDBatchStateData& state)
+{
+    QDBatchEditorDialog::Open(this, state);
 }
 
 void QDMainWindow::OpenHelpPage(const char* name)

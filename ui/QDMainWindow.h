@@ -98,6 +98,7 @@ public:
     LProcessResult RunProcessDialog(const char* title, const ProcessFunction& process) override;
     LProcessResult RunProcessQueueDialog(const char* title, const std::vector<ProcessFunction>& queue,
                                          bool bContinueOnError, unsigned* failedCount) override;
+    void RunBatchEditor(QDBatchStateData& state) override;
     void OpenHelpPage(const char* name) override;
     bool SaveWindowPicture(const char* path) override;
 

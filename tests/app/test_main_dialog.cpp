@@ -313,7 +313,7 @@ TEST_F(CommandTest, EnablementFollowsTheRuleAndWhatTheBuildHas)
         EXPECT_TRUE(Window()->IsCommandEnabled(id)) << id;
     // Subsystems this build lacks stay off.
     for (int id :
-         {int(CM_PRINT), int(CM_BATCH), int(CM_SELECT_ALL), int(CM_UPLOAD_FLICKR), int(CM_OPEN_DROPBOX)})
+         {int(CM_PRINT), int(CM_COLLAGE), int(CM_SELECT_ALL), int(CM_UPLOAD_FLICKR), int(CM_OPEN_DROPBOX)})
         EXPECT_FALSE(Window()->IsCommandEnabled(id)) << id;
     // Every effect on the toolbar is on exactly when the catalogue has made its factory.
     for (const QDToolbarTab& tab : QDEffectToolbarTabs())

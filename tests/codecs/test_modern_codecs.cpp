@@ -254,7 +254,7 @@ TEST_F(ModernCodecs, MetadataBlocksAreFoundAndWritten)
     {
         LInputStream<LInputStreamBuffer> stream(file.data(), file.size());
         LImageBuffer image;
-        LCodecMetadataBlocks blocks;
+        LImageMetadata blocks;
         load.lpStream = &stream;
         load.lpImage = &image;
         load.lpMetadata = &blocks;
@@ -271,32 +271,32 @@ TEST_F(ModernCodecs, MetadataBlocksAreFoundAndWritten)
 
     // What the writers are given comes back; a real profile where the system has one, since the
     // JPEG XL writer checks it.
-    LCodecMetadataBlocks blocks;
+    LImageMetadata blocks;
     blocks.arExif = exif;
     const std::string xmp = "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF/></x:xmpmeta>";
-    blocks.arXMP.assign(xmp.begin(), xmp.end());
-    blocks.arICC = ReadFile("/usr/share/color/icc/ghostscript/srgb.icc");
+    blocks.arXmp.assign(xmp.begin(), xmp.end());
+    blocks.arIcc = ReadFile("/usr/share/color/icc/ghostscript/srgb.icc");
     LImageBuffer image;
     ToBuffer(source, image);
-    const LCodecMetadataBlocks avif =
+    const LImageMetadata avif =
         found(LProcessAVIFLoad<LInputStreamBuffer>(),
               Encode<LProcessAVIFSave>(image, [&](auto& d) { d.lpMetadata = &blocks; }));
-    const LCodecMetadataBlocks jxl =
+    const LImageMetadata jxl =
         found(LProcessJXLLoad<LInputStreamBuffer>(),
               Encode<LProcessJXLSave>(image, [&](auto& d) { d.lpMetadata = &blocks; }));
-    const LCodecMetadataBlocks heic =
+    const LImageMetadata heic =
         found(LProcessHEICLoad<LInputStreamBuffer>(),
               Encode<LProcessHEICSave>(image, [&](auto& d) { d.lpMetadata = &blocks; }));
-    for (const LCodecMetadataBlocks* b : {&avif, &jxl, &heic})
+    for (const LImageMetadata* b : {&avif, &jxl, &heic})
     {
         EXPECT_EQ(b->arExif, blocks.arExif);
-        EXPECT_EQ(b->arXMP, blocks.arXMP);
+        EXPECT_EQ(b->arXmp, blocks.arXmp);
         // JPEG XL keeps a profile it understands as a colour description and makes it anew.
-        if (!blocks.arICC.empty() && b != &jxl)
+        if (!blocks.arIcc.empty() && b != &jxl)
         {
-            EXPECT_EQ(b->arICC, blocks.arICC);
+            EXPECT_EQ(b->arIcc, blocks.arIcc);
         }
-        EXPECT_EQ(b->arICC.empty(), blocks.arICC.empty());
+        EXPECT_EQ(b->arIcc.empty(), blocks.arIcc.empty());
     }
     // An EXIF block without a TIFF header is no EXIF block.
     std::vector<uint8_t> kept;

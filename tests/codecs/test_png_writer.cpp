@@ -79,7 +79,9 @@ TEST(PNGWriter, ShapesFormatsAndBandCountsReadBackExactly)
             ASSERT_TRUE(WriteFile(dir / "out.png", png));
             EXPECT_TRUE(SamePicture(PillowDecode(dir / "out.png"), want));
             if (c.w * c.h > 100000)
+            {
                 EXPECT_TRUE(SamePicture(MagickDecode(dir / "out.png"), want));
+            }
         }
 }
 
@@ -99,7 +101,9 @@ TEST(PNGWriter, EveryLevelIsValidAndTheDefaultBeatsUnfilteredDeflateOnAPhoto)
         const Bytes png = Encode<LProcessPNGSave>(src, [&](auto& d) { d.iCompressionLevel = level; });
         EXPECT_TRUE(SamePicture(DecodePicture<LProcessPNGLoad>(png), photo)) << "level " << level;
         if (level == -1)
+        {
             EXPECT_LE(png.size(), ReadFile(dir / "ref.png").size());
+        }
     }
 }
 
