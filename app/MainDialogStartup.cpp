@@ -8,6 +8,7 @@
 #include "app/QDCommandIds.h"
 #include "app/QDMenus.h"
 #include "canvas/QDProjectViewer.h"
+#include "codecs/LImageMetadata.h"
 #include "document/DeleteFileThread.h"
 #include "document/QDProjectFile.h"
 #include "foundation/LFile.h"
@@ -254,8 +255,10 @@ void MainDialog::CmSettings()
 {
     bool welcome = LUserSettingGet("Settings", "ShowWelcomeDialog", 1) != 0;
     bool saveWarning = LUserSettingGet("Settings", "ShowSaveWarning", 1) != 0;
-    if (!rResponder.EditPreferences(welcome, saveWarning))
+    bool keepPhotoInformation = LImageMetadataGetKeep();
+    if (!rResponder.EditPreferences(welcome, saveWarning, keepPhotoInformation))
         return;
     LUserSettingSet("Settings", "ShowWelcomeDialog", welcome ? 1 : 0);
     LUserSettingSet("Settings", "ShowSaveWarning", saveWarning ? 1 : 0);
+    LImageMetadataSetKeep(keepPhotoInformation);
 }

@@ -253,7 +253,7 @@ public:
     virtual bool NewImage(LNewImageRequest& request) = 0;
     virtual bool PickColour(LGuiColorAlpha& colour) = 0;
     // The general page of the preferences; true on OK.
-    virtual bool EditPreferences(bool& bShowWelcome, bool& bShowSaveWarning) = 0;
+    virtual bool EditPreferences(bool& bShowWelcome, bool& bShowSaveWarning, bool& bKeepPhotoInformation) = 0;
     // The chosen item's result, or 0; bShowAgain is the dialog's check box.
     virtual int ChooseItem(const char* title, const char* heading, const char* prompt,
                            const std::vector<LDialogMenuItem>& items, bool* bShowAgain) = 0;

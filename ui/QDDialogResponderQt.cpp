@@ -138,7 +138,8 @@ bool QDDialogResponderQt::PickColour(LGuiColorAlpha& colour)
     return true;
 }
 
-bool QDDialogResponderQt::EditPreferences(bool& bShowWelcome, bool& bShowSaveWarning)
+bool QDDialogResponderQt::EditPreferences(bool& bShowWelcome, bool& bShowSaveWarning,
+                                          bool& bKeepPhotoInformation)
 {
     QDialog dialog(Parent());
     dialog.setWindowTitle("Quendrel Preferences");
@@ -148,10 +149,13 @@ bool QDDialogResponderQt::EditPreferences(bool& bShowWelcome, bool& bShowSaveWar
     auto* generalColumn = new QVBoxLayout(general);
     auto* welcome = new QCheckBox("Show the welcome screen at start", general);
     auto* warning = new QCheckBox("Warn when saving a project with hidden layers", general);
+    auto* keep = new QCheckBox("Keep photo information when saving", general);
     welcome->setChecked(bShowWelcome);
     warning->setChecked(bShowSaveWarning);
+    keep->setChecked(bKeepPhotoInformation);
     generalColumn->addWidget(welcome);
     generalColumn->addWidget(warning);
+    generalColumn->addWidget(keep);
     generalColumn->addStretch(1);
     pages->addTab(general, "General");
     for (const char* service : {"Flickr", "Facebook"})
@@ -170,6 +174,7 @@ bool QDDialogResponderQt::EditPreferences(bool& bShowWelcome, bool& bShowSaveWar
         return false;
     bShowWelcome = welcome->isChecked();
     bShowSaveWarning = warning->isChecked();
+    bKeepPhotoInformation = keep->isChecked();
     return true;
 }
 

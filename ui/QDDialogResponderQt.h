@@ -17,7 +17,7 @@ public:
     bool EditEncodeSettings(LImageCodec codec, LImageEncodeSettings& settings) override;
     bool NewImage(LNewImageRequest& request) override;
     bool PickColour(LGuiColorAlpha& colour) override;
-    bool EditPreferences(bool& bShowWelcome, bool& bShowSaveWarning) override;
+    bool EditPreferences(bool& bShowWelcome, bool& bShowSaveWarning, bool& bKeepPhotoInformation) override;
     int ChooseItem(const char* title, const char* heading, const char* prompt,
                    const std::vector<LDialogMenuItem>& items, bool* bShowAgain) override;
     int PopupMenu(const std::vector<LMenuItem>& items) override;

@@ -162,10 +162,11 @@ public:
         colour = crPick;
         return true;
     }
-    bool EditPreferences(bool& bShowWelcome, bool& bShowSaveWarning) override
+    bool EditPreferences(bool& bShowWelcome, bool& bShowSaveWarning, bool& bKeepPhotoInformation) override
     {
         bShowWelcome = bPrefWelcome;
         bShowSaveWarning = bPrefSaveWarning;
+        bKeepPhotoInformation = bPrefKeepPhoto;
         return true;
     }
     int ChooseItem(const char*, const char*, const char*, const std::vector<LDialogMenuItem>&, bool*) override
@@ -203,6 +204,7 @@ public:
     LGuiColorAlpha crPick{0x2000, 0x4000, 0x8000, 1.0f};
     bool bPrefWelcome = true;
     bool bPrefSaveWarning = true;
+    bool bPrefKeepPhoto = true;
 };
 
 // The real toolkit, with the scripted person in place of the dialogs.

@@ -11,6 +11,7 @@
 #include "app/QDCommandIds.h"
 #include "app/QDMenus.h"
 #include "codecs/LImage.h"
+#include "codecs/LImageMetadata.h"
 #include "canvas/LKeyHandler.h"
 #include "canvas/QDProjectViewer.h"
 #include "document/LQDCacheStore.h"
@@ -249,6 +250,16 @@ TEST_F(CommandTest, TheHundredthLayerIsTheLast)
     EXPECT_EQ(Responder().vAsked[0].szText,
               "Quendrel's layer count limit of 100 has been reached. To add new "
               "layers, please remove one or more layers first.");
+}
+
+TEST_F(CommandTest, PreferencesTurnPhotoInformationOffAndOn)
+{
+    Responder().bPrefKeepPhoto = false;
+    Dialog().Command(CM_SETTINGS, 0);
+    EXPECT_FALSE(LImageMetadataGetKeep());
+    Responder().bPrefKeepPhoto = true;
+    Dialog().Command(CM_SETTINGS, 0);
+    EXPECT_TRUE(LImageMetadataGetKeep());
 }
 
 TEST_F(CommandTest, ACommandWithoutBranchOrFactoryDoesNothing)
