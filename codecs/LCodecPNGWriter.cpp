@@ -240,8 +240,9 @@ bool EncodeBand(const EncodeJob& job, const LImgProBand& band, LImgProBandRunner
     const int inBpp = pf == B8G8R8 ? 3 : 4;
     // Two packed rows, five filtered candidates, and a BGRA row for formats read by conversion.
     const size_t filtered = n + 1;
-    std::unique_ptr<uint8_t[]> mem(new (std::nothrow)
-                                       uint8_t[2 * n + 5 * filtered + (direct ? 0 : 4 * size_t(w))]);
+    // The BGRA row starts on a 4-byte boundary: it is written as whole pixels.
+    const size_t convertedAt = (2 * n + 5 * filtered + 3) & ~size_t(3);
+    std::unique_ptr<uint8_t[]> mem(new (std::nothrow) uint8_t[convertedAt + (direct ? 0 : 4 * size_t(w))]);
     if (!mem)
     {
         out.bFailed = true;
@@ -251,7 +252,7 @@ bool EncodeBand(const EncodeJob& job, const LImgProBand& band, LImgProBandRunner
     uint8_t* cur = prev + n;
     uint8_t* const cand[5] = {cur + n, cur + n + filtered, cur + n + 2 * filtered, cur + n + 3 * filtered,
                               cur + n + 4 * filtered};
-    uint32_t* converted = direct ? nullptr : reinterpret_cast<uint32_t*>(cur + n + 5 * filtered);
+    uint32_t* converted = direct ? nullptr : reinterpret_cast<uint32_t*>(mem.get() + convertedAt);
     auto pack = [&](int y, uint8_t* dst)
     {
         if (direct)
