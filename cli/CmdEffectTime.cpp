@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "cli/QDCliCommand.h"
+#include "cli/QDCliRawFile.h"
 #include "cli/QDCliEngine.h"
 #include "document/QDOriginalImage.h"
 #include "effects/QDEffectVector.h"
@@ -26,29 +27,6 @@ int Fail(const char* text)
 {
     fprintf(stderr, "quendrel-cli effect-time: %s\n", text);
     return 2;
-}
-
-bool ReadRaw(const char* path, LImageBuffer& b, int w, int h)
-{
-    FILE* f = fopen(path, "rb");
-    if (!f)
-        return false;
-    bool ok = b.AllocateNewBuffer(LImageFormat(B8G8R8A8, w, h, false));
-    for (int y = 0; ok && y < h; ++y)
-        ok = fread(b.GetRow(y), 4, size_t(w), f) == size_t(w);
-    fclose(f);
-    return ok;
-}
-
-bool WriteRaw(const char* path, const LImageBuffer& b)
-{
-    FILE* f = fopen(path, "wb");
-    if (!f)
-        return false;
-    bool ok = true;
-    for (int y = 0; ok && y < b.GetHeight(); ++y)
-        ok = fwrite(b.GetRow(y), 4, size_t(b.GetWidth()), f) == size_t(b.GetWidth());
-    return fclose(f) == 0 && ok;
 }
 
 int Run(int argc, char** argv)
@@ -81,7 +59,7 @@ int Run(int argc, char** argv)
     if (!engine.ParseEffects(1, &rest[0], effects))
         return 2;
     LImageBuffer src;
-    if (!ReadRaw(rest[1], src, w, h))
+    if (!QDCliReadRaw(rest[1], src, w, h))
         return Fail("cannot read the input");
     LProcessInterfaceVoid silent;
     if (scale > 0)
@@ -116,7 +94,7 @@ int Run(int argc, char** argv)
         times.push_back(std::chrono::duration<double>(t1 - t0).count());
     }
     std::sort(times.begin(), times.end());
-    if (!WriteRaw(rest[2], dst))
+    if (!QDCliWriteRaw(rest[2], dst))
         return Fail("cannot write the output");
     printf("%s median %.4f s over %d runs, %dx%d\n", rest[0], times[times.size() / 2], repeat, dst.GetWidth(),
            dst.GetHeight());

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "cli/QDCliCommand.h"
+#include "cli/QDCliRawFile.h"
 #include "image/LImgPro.h"
 
 namespace
@@ -25,29 +26,6 @@ int Fail(const char* text)
 {
     fprintf(stderr, "quendrel-cli kernel: %s\n", text);
     return 2;
-}
-
-bool ReadRaw(const char* path, LImageBuffer& b, int w, int h)
-{
-    FILE* f = fopen(path, "rb");
-    if (!f)
-        return false;
-    bool ok = b.AllocateNewBuffer(LImageFormat(B8G8R8A8, w, h, false));
-    for (int y = 0; ok && y < h; ++y)
-        ok = fread(b.GetRow(y), 4, size_t(w), f) == size_t(w);
-    fclose(f);
-    return ok;
-}
-
-bool WriteRaw(const char* path, const LImageBuffer& b)
-{
-    FILE* f = fopen(path, "wb");
-    if (!f)
-        return false;
-    bool ok = true;
-    for (int y = 0; ok && y < b.GetHeight(); ++y)
-        ok = fwrite(b.GetRow(y), 4, size_t(b.GetWidth()), f) == size_t(b.GetWidth());
-    return fclose(f) == 0 && ok;
 }
 
 int Run(int argc, char** argv)
@@ -81,7 +59,7 @@ int Run(int argc, char** argv)
     if (files.size() != 2 || w <= 0 || h <= 0)
         return Fail("usage: kernel NAME [ARG] --size WxH [--repeat N] IN OUT");
     LImageBuffer src, dst;
-    if (!ReadRaw(files[0], src, w, h))
+    if (!QDCliReadRaw(files[0], src, w, h))
         return Fail("cannot read the input");
 
     LProcessInterfaceVoid v;
@@ -219,7 +197,7 @@ int Run(int argc, char** argv)
         times.push_back(std::chrono::duration<double>(t1 - t0).count());
     }
     std::sort(times.begin(), times.end());
-    if (!WriteRaw(files[1], dst))
+    if (!QDCliWriteRaw(files[1], dst))
         return Fail("cannot write the output");
     printf("%s median %.4f s over %d runs, %dx%d -> %dx%d\n", name, times[times.size() / 2], repeat, w, h,
            dst.GetWidth(), dst.GetHeight());
