@@ -360,9 +360,7 @@ void MainDialog::CmSaveImage()
     DeselectAllElementUis(project);
     if (!WaitForRender())
         return;
-    // The plain route: browse, then the format's settings. (The save dialog with its previews is
-    // built and tested on its own; the controller's tests answer this route's questions.)
-    const bool saved = Save(project, true);
+    const bool saved = rResponder.SaveImage(*project);
     SetWindowCaption();
     EvSave();
     if (saved)
@@ -370,6 +368,12 @@ void MainDialog::CmSaveImage()
         project->SetCloudPath("");
         project->iCloudSource = 0;
         project->undoStack.MarkCurrentStateAsSaved();
+        // Saved as it stands, hidden elements and all, as "Save As" does.
+        project->iVisibleElementsAtSave = uint32_t(project->GetNumVisibleElements());
+        project->SaveProjectFile();
+        recentFiles.Add(project->szFilePath);
+        lpHost->SetRecentFiles(recentFiles.GetFiles());
+        SetWindowCaption();
     }
     EnableControls();
 }

@@ -57,6 +57,8 @@ void QDAutomation::StartScenario(const std::string& photo, const std::string& fo
         {"", CM_ZOOM_FIT, false},
         {"07-two-effects", second, true},
         {"08-after-undo", CM_UNDO, true},
+        {"09-save-dialog", CM_SAVE_FOR_WEB, false, true},
+        {"10-batch-editor", CM_BATCH, false, true},
     };
     TimerSet(kTimerTimeout, kTimeoutMs);
     TimerSet(kTimerNext, kSettleMs);
@@ -74,8 +76,16 @@ void QDAutomation::EvTimer(int id)
         const Step& step = vSteps[iStep];
         if (!step.szShot.empty())
             Shoot(step.szShot);
+        const bool dialog = step.bDialog;
         ++iStep;
-        Next();
+        if (dialog && rDialog.GetHost())
+        {
+            // Inside the dialog's own loop: close it, and go on once its command has returned.
+            rDialog.GetHost()->CloseModalDialog();
+            TimerSet(kTimerNext, kSettleMs);
+        }
+        else
+            Next();
         break;
     }
     case kTimerTimeout:
@@ -126,6 +136,13 @@ void QDAutomation::RunStep(const Step& step)
     }
     else if (step.iCommand == -2)
         rDialog.CmZoomTo(4.0f);
+    else if (step.bDialog)
+    {
+        // The dialog's loop runs the picture and its closing; a first preview has long come by then.
+        TimerSet(kTimerShoot, 4 * kSettleMs);
+        rDialog.Command(step.iCommand, 0);
+        return;
+    }
     else if (step.iCommand > 0)
     {
         // As a person would: from the tab that holds the effect.

@@ -1,8 +1,8 @@
 #pragma once
 // Runs of the program for scripts: after the photo's first full render, zoom and take a picture
 // of the window; or walk the fixed scenario of the window (start, photo, an effect with its panel,
-// zoom levels, two effects, undo), writing one picture per step. Each step waits for the render
-// it asked for, then for the repaint, so the pictures show what a person would see.
+// zoom levels, two effects, undo, the save dialog, the batch editor), writing one picture per step. Each step
+// waits for the render it asked for, then for the repaint, so the pictures show what a person would see.
 
 #include <string>
 #include <vector>
@@ -32,6 +32,7 @@ private:
         std::string szShot; // picture to take once done, empty for none
         int iCommand = 0;   // 0: open the photo; -1: nothing to run
         bool bWaitRender = false;
+        bool bDialog = false; // the command opens a dialog: its picture, then it closes
     };
     void Next();
     void RunStep(const Step& step);

@@ -214,8 +214,10 @@ public:
 
     // ---- the rest
     virtual void OpenHelpPage(const char* name) = 0;
-    // A picture of the window as shown, as PNG.
+    // A picture of the window as shown, as PNG; of the dialog in front when one is open.
     virtual bool SaveWindowPicture(const char* path) = 0;
+    // Closes the dialog in front, as its close button would.
+    virtual void CloseModalDialog() = 0;
 };
 
 // ---- a person's answers
@@ -250,6 +252,9 @@ public:
     // The chosen path and filter (from 1); the program adds no extension here.
     virtual bool BrowseForSave(const LFileDialogRequest& request, std::string& path, int& filter) = 0;
     virtual bool EditEncodeSettings(LImageCodec codec, LImageEncodeSettings& settings) = 0;
+    // "Save Image": the save dialog with its previews over the project's rendered picture. True
+    // when a file was written; the project's path and name are then the file's.
+    virtual bool SaveImage(QDProject& project) = 0;
     virtual bool NewImage(LNewImageRequest& request) = 0;
     virtual bool PickColour(LGuiColorAlpha& colour) = 0;
     // The general page of the preferences; true on OK.

@@ -17,6 +17,7 @@
 
 #include "codecs/LImageEncodeSettingsDialog.h"
 #include "ui/QDNewImageDialog.h"
+#include "ui/QDSaveAsDialog.h"
 
 namespace
 {
@@ -116,6 +117,11 @@ bool QDDialogResponderQt::BrowseForSave(const LFileDialogRequest& request, std::
 bool QDDialogResponderQt::EditEncodeSettings(LImageCodec codec, LImageEncodeSettings& settings)
 {
     return LImageEncodeSettingsDialogOpen(Parent(), codec, settings);
+}
+
+bool QDDialogResponderQt::SaveImage(QDProject& project)
+{
+    return QDSaveAsDialogRun(Parent(), project);
 }
 
 bool QDDialogResponderQt::NewImage(LNewImageRequest& request)

@@ -15,6 +15,7 @@ public:
     bool BrowseForOpen(const LFileDialogRequest& request, std::vector<std::string>& paths) override;
     bool BrowseForSave(const LFileDialogRequest& request, std::string& path, int& filter) override;
     bool EditEncodeSettings(LImageCodec codec, LImageEncodeSettings& settings) override;
+    bool SaveImage(QDProject& project) override;
     bool NewImage(LNewImageRequest& request) override;
     bool PickColour(LGuiColorAlpha& colour) override;
     bool EditPreferences(bool& bShowWelcome, bool& bShowSaveWarning, bool& bKeepPhotoInformation) override;

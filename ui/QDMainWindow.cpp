@@ -1015,10 +1015,19 @@ void QDMainWindow::OpenHelpPage(const char* name)
 
 bool QDMainWindow::SaveWindowPicture(const char* path)
 {
+    QWidget* shown = QApplication::activeModalWidget();
+    if (!shown)
+        shown = this;
     QPixmap shot;
-    if (QScreen* s = screen(); s && windowHandle())
-        shot = s->grabWindow(winId());
+    if (QScreen* s = shown->screen(); s && shown->windowHandle())
+        shot = s->grabWindow(shown->winId());
     if (shot.isNull() || shot.size().isEmpty() || QGuiApplication::platformName() == "offscreen")
-        shot = grab();
+        shot = shown->grab();
     return !shot.isNull() && shot.save(QString::fromUtf8(path), "PNG");
+}
+
+void QDMainWindow::CloseModalDialog()
+{
+    if (QWidget* dialog = QApplication::activeModalWidget(); dialog && dialog != this)
+        dialog->close();
 }

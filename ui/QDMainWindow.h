@@ -101,6 +101,7 @@ public:
     void RunBatchEditor(QDBatchStateData& state) override;
     void OpenHelpPage(const char* name) override;
     bool SaveWindowPicture(const char* path) override;
+    void CloseModalDialog() override;
 
     // ---- what tests and scripts look at
     // The menu's action of a command, null when the menus don't hold it.

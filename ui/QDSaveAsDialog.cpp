@@ -418,6 +418,14 @@ bool QDSaveAsDialog::Save(const char* path)
         lpProject->SetFilePath(path);
         if (LFile::_GetFileNameFromPath(name, path))
             lpProject->SetName(name);
+        // A later save in place writes the file as it was chosen here, without asking again.
+        LImageEncodeSettings stored;
+        stored.Load("ImageEncode");
+        if (data.format.codec.id == LImageCodecJPEG)
+            stored.jpeg.SetQuality(data.format.settings.jpeg.iQuality);
+        stored.Save("ImageEncode");
+        lpProject->encodeSettings = stored;
+        lpProject->bEncodeSettingsValid = true;
     }
     return true;
 }
@@ -428,12 +436,18 @@ void QDSaveAsDialog::closeEvent(QCloseEvent* event)
     QDialog::closeEvent(event);
 }
 
-bool QDSaveAsDialogRun(QWidget* parent, QDProject& project)
+std::unique_ptr<QDSaveAsDialog> QDSaveAsDialogCreate(QWidget* parent, QDProject& project)
 {
     auto image = std::make_shared<LImageBuffer>();
     if (!LQDCacheLoadImage(*image, project.iHighResCacheId) || !image->IsValid())
-        return false;
-    QDSaveAsDialog dialog(parent, &project, image);
-    dialog.InitDialog();
-    return dialog.exec() == QDialog::Accepted;
+        return nullptr;
+    auto dialog = std::make_unique<QDSaveAsDialog>(parent, &project, image);
+    dialog->InitDialog();
+    return dialog;
+}
+
+bool QDSaveAsDialogRun(QWidget* parent, QDProject& project)
+{
+    const std::unique_ptr<QDSaveAsDialog> dialog = QDSaveAsDialogCreate(parent, project);
+    return dialog && dialog->exec() == QDialog::Accepted;
 }

@@ -102,6 +102,9 @@ private:
     QTimer* lpBusyPoll;
 };
 
-// Runs the dialog over the project's rendered full-size picture (which the caller has waited
-// for). True when a file was written; the project's path and name are then the file's.
+// The dialog over the project's rendered full-size picture (which the caller has waited for),
+// initialised and ready to show; null when there is no such picture.
+std::unique_ptr<QDSaveAsDialog> QDSaveAsDialogCreate(QWidget* parent, QDProject& project);
+
+// Runs that dialog. True when a file was written; the project's path and name are then the file's.
 bool QDSaveAsDialogRun(QWidget* parent, QDProject& project);

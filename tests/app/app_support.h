@@ -5,6 +5,8 @@
 // window around a MainDialog.
 
 #include <QApplication>
+#include <QComboBox>
+#include <QSlider>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -22,7 +24,9 @@
 #include "app/MainDialog.h"
 #include "document/DeleteFileThread.h"
 #include "foundation/LMainLoop.h"
+#include "ui/LFileChooser.h"
 #include "ui/QDMainWindow.h"
+#include "ui/QDSaveAsDialog.h"
 #include "ui/QDToolkitQt.h"
 
 inline const std::string gAppTestRoot = []
@@ -150,6 +154,54 @@ public:
         ++iEncodeDialogs;
         return bEncodeOk;
     }
+    // The real save dialog, worked as a person would: the format, then JPEG's quality, then
+    // "Save File..." and the name typed into its chooser.
+    bool SaveImage(QDProject& project) override
+    {
+        ++iSaveImageDialogs;
+        if (dqSaveImage.empty())
+            return false;
+        const SaveImageAnswer answer = dqSaveImage.front();
+        dqSaveImage.pop_front();
+        const std::unique_ptr<QDSaveAsDialog> dialog = QDSaveAsDialogCreate(nullptr, project);
+        if (!dialog)
+        {
+            ADD_FAILURE() << "no picture for the save dialog";
+            return false;
+        }
+        const int index =
+            dialog->lpFormat->findText(QString::fromStdString(answer.szFormat), Qt::MatchStartsWith);
+        if (index < 0)
+        {
+            ADD_FAILURE() << "no format \"" << answer.szFormat << "\" in the save dialog";
+            return false;
+        }
+        dialog->lpFormat->setCurrentIndex(index);
+        if (answer.iQuality >= 0)
+            dialog->lpQuality->setValue(answer.iQuality);
+        if (!dialog->WaitForPreview(60000))
+        {
+            ADD_FAILURE() << "the save dialog's preview never came";
+            return false;
+        }
+        struct Typed : LFileChooserResponder
+        {
+            std::string szPath;
+            bool Choose(const LFileChooserRequest&, std::vector<std::string>& paths) override
+            {
+                if (szPath.empty())
+                    return false;
+                paths = {szPath};
+                return true;
+            }
+        } typed;
+        typed.szPath = answer.szPath;
+        LFileChooserResponder* const before = LSetFileChooserResponder(&typed);
+        const bool saved = dialog->CmFileName();
+        LSetFileChooserResponder(before);
+        vProjectedFiles.push_back(dialog->GetProjectedFile());
+        return saved;
+    }
     bool NewImage(LNewImageRequest& request) override
     {
         if (!bHasNewImage)
@@ -189,7 +241,17 @@ public:
         return texts;
     }
 
+    struct SaveImageAnswer
+    {
+        std::string szFormat; // the start of the format's line, ".PNG"
+        int iQuality = -1;    // JPEG's slider; -1 leaves it
+        std::string szPath;   // typed into the chooser; empty cancels there
+    };
+
     std::deque<std::string> dqAnswers;
+    std::deque<SaveImageAnswer> dqSaveImage;
+    std::vector<std::vector<uint8_t>> vProjectedFiles; // each save dialog's last projected file
+    int iSaveImageDialogs = 0;
     std::deque<std::vector<std::string>> dqOpen;
     std::deque<std::pair<std::string, int>> dqSave;
     std::vector<Asked> vAsked;

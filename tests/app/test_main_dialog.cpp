@@ -479,24 +479,75 @@ TEST_F(FileTest, TheSameNameInAnotherFolderKeepsTheProjectWhereItWas)
     QDProject* p = Open(path);
     ASSERT_TRUE(p);
     ASSERT_TRUE(WaitForRender(p));
+    // The browse route, as a read-only file's "Save to different file" takes it.
     Responder().dqSave = {{other, 0}};
-    Dialog().Command(CM_SAVE_FOR_WEB, 0);
+    EXPECT_TRUE(Dialog().Save(p, true));
     EXPECT_TRUE(std::filesystem::exists(other));
     EXPECT_STREQ(p->szFilePath, path.c_str());
     // Under a new name, the project follows the file.
     const std::string renamed = FilesFolder() + "/elsewhere/renamed";
     Responder().dqSave = {{renamed, 0}};
-    Dialog().Command(CM_SAVE_FOR_WEB, 0);
+    EXPECT_TRUE(Dialog().Save(p, true));
     EXPECT_STREQ(p->szFilePath, (renamed + ".png").c_str());
     EXPECT_STREQ(p->szName, "renamed.png");
     // Over a file that exists, only when the person says so.
     Responder().dqSave = {{renamed + ".png", 0}};
     Responder().dqAnswers = {"Cancel"};
-    Dialog().Command(CM_SAVE_FOR_WEB, 0);
+    EXPECT_FALSE(Dialog().Save(p, true));
     ASSERT_FALSE(Responder().vAsked.empty());
     EXPECT_EQ(Responder().vAsked.back().szTitle, "File already exists");
     EXPECT_EQ(Responder().vAsked.back().szText,
               "File \"renamed.png\" already exists. Do you want to overwrite it?");
+}
+
+TEST_F(FileTest, SaveForWebWritesThePreviewedFileAndTheProjectFollowsIt)
+{
+    const std::string path = MakePicture("web.png", "-size 96x64 gradient:red-blue");
+    const std::string before = ReadFile(path);
+    QDProject* p = Open(path);
+    ASSERT_TRUE(p);
+    Dialog().Command(6022, 0);
+    ASSERT_TRUE(WaitForRender(p));
+    ASSERT_TRUE(p->HasUnsavedChanges());
+
+    // Cancelled at the chooser: nothing is written and the project stays as it was.
+    Responder().dqSaveImage = {{".JPEG", 60, ""}};
+    Dialog().Command(CM_SAVE_FOR_WEB, 0);
+    EXPECT_EQ(Responder().iSaveImageDialogs, 1);
+    EXPECT_TRUE(p->HasUnsavedChanges());
+    EXPECT_STREQ(p->szFilePath, path.c_str());
+
+    // Written under a name typed without an extension: the very bytes the dialog projected.
+    const std::string web = FilesFolder() + "/web-out";
+    Responder().dqSaveImage = {{".JPEG", 60, web}};
+    Dialog().Command(CM_SAVE_FOR_WEB, 0);
+    ASSERT_EQ(Responder().vProjectedFiles.size(), 2u);
+    const std::vector<uint8_t>& projected = Responder().vProjectedFiles.back();
+    EXPECT_EQ(ReadFile(web + ".jpg"), std::string(projected.begin(), projected.end()));
+    EXPECT_EQ(ReadFile(path), before);
+    EXPECT_STREQ(p->szFilePath, (web + ".jpg").c_str());
+    EXPECT_STREQ(p->szName, "web-out.jpg");
+    EXPECT_FALSE(p->HasUnsavedChanges());
+    EXPECT_EQ(Window()->GetCaption(), QString("web-out.jpg - Quendrel"));
+    ASSERT_FALSE(Dialog().recentFiles.GetFiles().empty());
+    EXPECT_EQ(Dialog().recentFiles.GetFiles()[0], web + ".jpg");
+
+    // A later save in place keeps the quality chosen there and asks nothing.
+    Dialog().Command(6023, 0);
+    ASSERT_TRUE(WaitForRender(p));
+    Dialog().Command(CM_SAVE, 0);
+    EXPECT_EQ(Responder().iEncodeDialogs, 0);
+    EXPECT_TRUE(Responder().vAsked.empty());
+    EXPECT_FALSE(p->HasUnsavedChanges());
+    std::string quality;
+    if (FILE* identify = popen(("identify -format %Q '" + web + ".jpg'").c_str(), "r"))
+    {
+        char line[32] = {};
+        if (fgets(line, sizeof(line), identify))
+            quality = line;
+        pclose(identify);
+    }
+    EXPECT_EQ(quality, "60");
 }
 
 TEST_F(FileTest, AReadOnlyFileLeadsToTheSaveDialogWhenThePersonSaysSo)
