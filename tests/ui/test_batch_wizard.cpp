@@ -159,7 +159,7 @@ TEST_F(BatchWizard, TheOutputQuestionsHoldTheWizardAndStopGetsThrough)
     std::vector<std::string> files;
     for (const char* name : {"p1.png", "p2.png", "p3.png", "p4.png", "p5.png", "p6.png"})
     {
-        Photo(name, 900, 700);
+        Photo(name, 450, 350);
         files.push_back(dir / name);
     }
     ASSERT_EQ(cli_test::RunCommand("cd '" + dir.szPath + "' && " + QUENDREL_BINARY_DIR +
