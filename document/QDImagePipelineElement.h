@@ -67,9 +67,13 @@ public:
 
     bool IsDirty() const;
     uint64_t GetChangeCounter() const { return iChangeCounter.load(std::memory_order_acquire); }
-    // Output from the cache, or rendered and stored.
-    LProcessResult GetHighResImage(LProcessInterface& process, LImageBuffer& buffer);
-    LProcessResult GetLowResImage(LProcessInterface& process, LImageBuffer& buffer);
+    // Output from the cache, or rendered and stored. holder, when given, follows the picture in
+    // the buffer: it becomes the cache id whose file holds exactly that picture (-1 when none
+    // does), and stays as it was when the element passes the buffer on untouched.
+    LProcessResult GetHighResImage(LProcessInterface& process, LImageBuffer& buffer,
+                                   int32_t* holder = nullptr);
+    LProcessResult GetLowResImage(LProcessInterface& process, LImageBuffer& buffer,
+                                  int32_t* holder = nullptr);
 
     LUndoRedoStackNotifyWrapper* lpUndoStack = nullptr;
     int32_t iHighResCacheId = -1;

@@ -71,8 +71,8 @@ private:
     bool TakeCounters(QDProject& project);
     bool CountersMoved() const;
     // stale: a property changed during the render, so the pictures are older than the properties
-    // and nothing was reported.
-    LProcessResult RenderLoop(QDProject& project, LImageBuffer& buffer, bool& stale);
+    // and nothing was reported. holder: the cache id whose file holds the final picture, or -1.
+    LProcessResult RenderLoop(QDProject& project, LImageBuffer& buffer, bool& stale, int32_t& holder);
 };
 
 // Waits in a process dialog for the render thread to finish.

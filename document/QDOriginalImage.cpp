@@ -45,7 +45,7 @@ QDOriginalImage* QDOriginalImage::Create(const LImageBuffer& buffer, float lowRe
     int failure = 0;
     image->iSourceCacheId = LQDCacheNewImage(buffer, &failure);
     if (image->iSourceCacheId >= 0)
-        image->iHighResCacheId = LQDCacheNewImage(buffer, &failure);
+        image->iHighResCacheId = LQDCacheNewImageAs(buffer, image->iSourceCacheId, &failure);
     if (image->iHighResCacheId >= 0)
     {
         // The reduction works on four channels, as everything loaded from the cache has.

@@ -151,20 +151,22 @@ bool QDProject::SaveProjectFile()
     return lpfnSaveProjectFile ? lpfnSaveProjectFile(*this) : false;
 }
 
-void QDProject::SetRenderedLowResImage(const LImageBuffer& buffer)
+// holder: a cache id whose file already holds the picture (the last element's output), which
+// the project's entry then shares instead of a second full-size copy.
+void QDProject::SetRenderedLowResImage(const LImageBuffer& buffer, int32_t holder)
 {
     if (iLowResCacheId < 0)
-        iLowResCacheId = LQDCacheNewImage(buffer);
+        iLowResCacheId = LQDCacheNewImageAs(buffer, holder);
     else
-        LQDCacheSaveImage(buffer, iLowResCacheId);
+        LQDCacheSaveImageAs(buffer, iLowResCacheId, holder);
 }
 
-void QDProject::SetRenderedHighResImage(const LImageBuffer& buffer)
+void QDProject::SetRenderedHighResImage(const LImageBuffer& buffer, int32_t holder)
 {
     if (iHighResCacheId < 0)
-        iHighResCacheId = LQDCacheNewImage(buffer);
+        iHighResCacheId = LQDCacheNewImageAs(buffer, holder);
     else
-        LQDCacheSaveImage(buffer, iHighResCacheId);
+        LQDCacheSaveImageAs(buffer, iHighResCacheId, holder);
     LQDCacheInvalidate(iLowResCacheId);
     bRenderRequested = false;
 }
