@@ -140,7 +140,11 @@ LProcessResult QDImagePipelineElementProcessingThread::RenderLoopHighLevel(QDPro
             project.SetRenderedHighResImage(buffer, holder);
             stale = CountersMoved();
             if (!stale)
+            {
+                if (lpKeepHighRes && &project == lpCurrentProject)
+                    lpKeepHighRes->Assign(buffer);
                 break;
+            }
             LQDCacheInvalidate(project.iHighResCacheId);
             project.bRenderRequested = true;
         }

@@ -58,6 +58,10 @@ public:
     QDProject* lpCurrentProject = nullptr;
     std::atomic<double> dProgress{0};
     LStringLongTemplate<char> strError;
+    // When set, a successful render of the current project leaves its final picture here (what
+    // its high-res cache entry holds) instead of freeing it: a caller that wants the picture at
+    // once needn't read it back.
+    LImageBuffer* lpKeepHighRes = nullptr;
     // The change counters of the elements when the present render began.
     std::vector<std::pair<QDImagePipelineElement*, uint64_t>> vCounters;
 
