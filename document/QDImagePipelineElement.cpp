@@ -91,15 +91,15 @@ bool QDImagePipelineElement::IsDirty() const
 // Stores under the element's id, taking a new one the first time. A failed store is only a
 // cache miss: the element renders again next time. A change made while the output was being
 // rendered makes the stored picture stale: it goes again at once. True when the id holds the
-// buffer's picture afterwards.
+// buffer's picture afterwards. holder: an id whose file already holds it, or -1.
 static bool StoreOutput(const LImageBuffer& buffer, int32_t& id, const QDImagePipelineElement& element,
-                        uint64_t counterBefore)
+                        uint64_t counterBefore, int32_t holder = -1)
 {
     bool stored;
     if (id < 0)
-        stored = (id = LQDCacheNewImage(buffer)) >= 0;
+        stored = (id = LQDCacheNewImageAs(buffer, holder)) >= 0;
     else
-        stored = LQDCacheSaveImage(buffer, id);
+        stored = LQDCacheSaveImageAs(buffer, id, holder);
     if (element.GetChangeCounter() == counterBefore)
         return stored;
     LQDCacheInvalidate(id);
@@ -135,7 +135,7 @@ LProcessResult QDImagePipelineElement::GetHighResImage(LProcessInterface& proces
         return result;
     if (!buffer.IsValid())
         return LProcessResultFailed;
-    if (StoreOutput(buffer, iHighResCacheId, *this, counter))
+    if (StoreOutput(buffer, iHighResCacheId, *this, counter, GetHighResOutputHolder()))
         SetHolder(holder, iHighResCacheId);
     return LProcessResultSuccess;
 }

@@ -64,6 +64,9 @@ public:
     virtual LProcessResult RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer);
     // The same algorithm on the smaller buffer, unless an element knows better.
     virtual LProcessResult RenderLowResImage(LProcessInterface& process, LImageBuffer& buffer);
+    // A cache id whose file already holds what RenderHighResImage gives, when the render only
+    // loads it: the output entry then shares that file instead of a second copy. -1 for none.
+    virtual int32_t GetHighResOutputHolder() const { return -1; }
 
     bool IsDirty() const;
     uint64_t GetChangeCounter() const { return iChangeCounter.load(std::memory_order_acquire); }

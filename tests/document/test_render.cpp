@@ -269,7 +269,15 @@ TEST_F(RenderTest, TheProjectPictureSharesTheFileOfTheOutputItShows)
     Render();
     CheckHighRes({{TestOp::AddRed, 100}});
     EXPECT_EQ(inode(project->iHighResCacheId), inode(a->iHighResCacheId));
-    Check(b->iHighResCacheId, kW, kH, {sa, sb});
+
+    // The original rendered again shares its source, unless a background is composed under it.
+    original->SetDirty();
+    Render();
+    EXPECT_EQ(inode(original->iHighResCacheId), inode(original->iSourceCacheId));
+    project->SetBackground(LGuiColorAlpha(0, 0, 65535, 1.0f));
+    Render();
+    EXPECT_NE(inode(original->iHighResCacheId), inode(original->iSourceCacheId));
+    CheckHighRes({{TestOp::AddRed, 100}});
 }
 
 TEST_F(RenderTest, BackgroundProjectsFollowTheCurrentOneAndProgressIsThrottled)
