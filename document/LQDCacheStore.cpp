@@ -3,7 +3,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 #include <utility>
 
@@ -213,6 +215,14 @@ bool LQDCacheStore::LinkImage(const LImageBuffer& buffer, int holder, int id)
     if (unlink(to) != 0 && errno != ENOENT)
         return false;
     return link(from, to) == 0;
+}
+
+bool LQDCacheStore::IsInMemory()
+{
+    char folder[LFILE_MAX_PATH];
+    struct statfs fs;
+    return QDGetCacheFolder(folder) && statfs(folder, &fs) == 0 &&
+           (fs.f_type == TMPFS_MAGIC || fs.f_type == RAMFS_MAGIC);
 }
 
 bool LQDCacheStore::IsValid(int id)

@@ -34,6 +34,9 @@ public:
     // no pixels are copied. Both busy flags are held. False when holder has no file of that
     // size or the file system refuses a link (EXDEV, no links); the caller then writes.
     bool LinkImage(const LImageBuffer& buffer, int holder, int id);
+    // The cache folder lives in memory (tmpfs), where a file costs nothing once its last name
+    // goes; on a disk a big file kept alive longer gets written out.
+    static bool IsInMemory();
     // Any stored format comes back as B8G8R8A8.
     bool RetrieveImage(LImageBuffer& buffer, int id);
 

@@ -163,6 +163,11 @@ void QDProject::SetRenderedLowResImage(const LImageBuffer& buffer, int32_t holde
 
 void QDProject::SetRenderedHighResImage(const LImageBuffer& buffer, int32_t holder)
 {
+    // On a disk the project keeps a copy of its own: sharing would keep the element's old output
+    // alive past the element's next render, long enough to be written out, and then freeing
+    // it costs the render thread more than the copy saved.
+    if (holder >= 0 && !LQDCacheStore::IsInMemory())
+        holder = -1;
     if (iHighResCacheId < 0)
         iHighResCacheId = LQDCacheNewImageAs(buffer, holder);
     else
