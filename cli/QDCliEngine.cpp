@@ -224,9 +224,15 @@ bool QDCliEngine::Render(QDCliProcess& process, QDProject& project, LImageBuffer
     // The desktop program renders below normal priority to keep its window responsive; here
     // nothing else waits, so the thread runs as the command itself does.
     thread.lpCurrentProject = &project;
+    out.Destroy();
+    thread.lpKeepHighRes = &out;
     thread.Start(LThreadPriorityNormal);
     thread.WaitToStop();
-    if (project.bRenderRequested || !LQDCacheLoadImage(out, project.iHighResCacheId) || !out.IsValid())
+    // What the cache would give back, unless the render left something else in the buffer.
+    if (out.IsValid() && out.GetPixelFormat() != B8G8R8A8)
+        out.Destroy();
+    if (project.bRenderRequested ||
+        (!out.IsValid() && (!LQDCacheLoadImage(out, project.iHighResCacheId) || !out.IsValid())))
     {
         process.SetError(!project.strRenderError.IsEmpty() ? project.strRenderError.GetString()
                                                            : "Image render failed.");

@@ -3,8 +3,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
+#include <utility>
 
 #include "document/DeleteFileThread.h"
 #include "document/QDCacheFolder.h"
@@ -132,6 +135,9 @@ bool LQDCacheStore::SetImage(const LImageBuffer& buffer, int id, int* error)
         failure = ENOMEM; // what an invalid buffer means: its allocation failed
     else if (!MakeCacheFilePath(path, id))
         failure = errno ? errno : ENOENT;
+    // A fresh file, never a rewrite in place: another id may share this one's (LinkImage).
+    else if (unlink(path) != 0 && errno != ENOENT)
+        failure = errno;
     else if (!file.Open(path))
         failure = errno;
     else
@@ -192,6 +198,33 @@ bool LQDCacheStore::RetrieveImage(LImageBuffer& buffer, int id)
     return true;
 }
 
+bool LQDCacheStore::LinkImage(const LImageBuffer& buffer, int holder, int id)
+{
+    if (holder < 0 || id < 0 || holder == id || !buffer.IsValid())
+        return false;
+    char from[LFILE_MAX_PATH], to[LFILE_MAX_PATH];
+    if (!MakeCacheFilePath(from, holder) || !MakeCacheFilePath(to, id))
+        return false;
+    // The caller's word is checked as far as it is cheap: a file of another size is another
+    // picture.
+    struct stat st;
+    if (stat(from, &st) != 0 || !S_ISREG(st.st_mode) ||
+        uint64_t(st.st_size) != kHeaderSize + uint64_t(buffer.GetFormat().CalculateBufferSize()))
+        return false;
+    deleteThread.DontDeleteFile(id);
+    if (unlink(to) != 0 && errno != ENOENT)
+        return false;
+    return link(from, to) == 0;
+}
+
+bool LQDCacheStore::IsInMemory()
+{
+    char folder[LFILE_MAX_PATH];
+    struct statfs fs;
+    return QDGetCacheFolder(folder) && statfs(folder, &fs) == 0 &&
+           (fs.f_type == TMPFS_MAGIC || fs.f_type == RAMFS_MAGIC);
+}
+
 bool LQDCacheStore::IsValid(int id)
 {
     if (id < 0)
@@ -234,6 +267,59 @@ bool LQDCacheSaveImage(const LImageBuffer& buffer, int id)
     bool ok = gQDCacheStore.SetImage(buffer, id);
     gQDCacheStore.UnLock(id);
     return ok;
+}
+
+// Both flags, the lower id first, so two callers can't wait on each other.
+static bool LockPair(int a, int b)
+{
+    if (a > b)
+        std::swap(a, b);
+    if (!gQDCacheStore.Lock(a))
+        return false;
+    if (a == b || gQDCacheStore.Lock(b))
+        return true;
+    gQDCacheStore.UnLock(a);
+    return false;
+}
+
+static void UnLockPair(int a, int b)
+{
+    gQDCacheStore.UnLock(a);
+    if (b != a)
+        gQDCacheStore.UnLock(b);
+}
+
+bool LQDCacheSaveImageAs(const LImageBuffer& buffer, int id, int holder)
+{
+    if (holder < 0 || holder == id)
+        return LQDCacheSaveImage(buffer, id);
+    if (id < 0 || !LockPair(id, holder))
+        return false;
+    bool ok = gQDCacheStore.LinkImage(buffer, holder, id) || gQDCacheStore.SetImage(buffer, id);
+    UnLockPair(id, holder);
+    return ok;
+}
+
+int LQDCacheNewImageAs(const LImageBuffer& buffer, int holder, int* error)
+{
+    if (holder < 0)
+        return LQDCacheNewImage(buffer, error);
+    int id = gQDCacheStore.CreateNewStore();
+    if (id < 0 || !LockPair(id, holder))
+    {
+        if (error)
+            *error = ENOMEM;
+        return -1;
+    }
+    bool ok = gQDCacheStore.LinkImage(buffer, holder, id);
+    if (ok && error)
+        *error = 0;
+    ok = ok || gQDCacheStore.SetImage(buffer, id, error);
+    UnLockPair(id, holder);
+    if (ok)
+        return id;
+    gQDCacheStore.MarkInvalid(id);
+    return -1;
 }
 
 bool LQDCacheLoadImage(LImageBuffer& buffer, int id)

@@ -4,6 +4,9 @@
 // 56-byte LImageFormat of the picture followed by its pixels. -1 means no picture. Ids are never
 // reused within a run. Each id has a busy flag that a thread holds while it touches the file; the
 // store's own lock only guards the counter and the flags, never a file operation.
+// Two ids holding the same picture may share one file through hard links. So a file is never
+// rewritten in place: a write makes a new file under the id's name, and a delete removes only
+// the name, leaving the other id (and any reader holding the file open) its pixels.
 
 #include <cstdint>
 #include <vector>
@@ -27,6 +30,13 @@ public:
     // The caller holds the id's busy flag. error, when given, receives the system's error number
     // of a failure (ENOSPC for a full disk, ENOMEM for an invalid picture).
     bool SetImage(const LImageBuffer& buffer, int id, int* error = nullptr);
+    // Makes id's file a second name of holder's, which the caller knows holds buffer's picture:
+    // no pixels are copied. Both busy flags are held. False when holder has no file of that
+    // size or the file system refuses a link (EXDEV, no links); the caller then writes.
+    bool LinkImage(const LImageBuffer& buffer, int holder, int id);
+    // The cache folder lives in memory (tmpfs), where a file costs nothing once its last name
+    // goes; on a disk a big file kept alive longer gets written out.
+    static bool IsInMemory();
     // Any stored format comes back as B8G8R8A8.
     bool RetrieveImage(LImageBuffer& buffer, int id);
 
@@ -48,6 +58,10 @@ extern LQDCacheStore gQDCacheStore;
 // A new id holding the picture, or -1; error as for SetImage.
 int LQDCacheNewImage(const LImageBuffer& buffer, int* error = nullptr);
 bool LQDCacheSaveImage(const LImageBuffer& buffer, int id);
+// The same for a picture that holder's file already holds: the id shares that file, or gets a
+// copy written from buffer when it can't. holder -1 simply writes.
+int LQDCacheNewImageAs(const LImageBuffer& buffer, int holder, int* error = nullptr);
+bool LQDCacheSaveImageAs(const LImageBuffer& buffer, int id, int holder);
 bool LQDCacheLoadImage(LImageBuffer& buffer, int id);
 bool LQDCacheValid(int id);
 void LQDCacheInvalidate(int id);

@@ -90,19 +90,30 @@ bool QDImagePipelineElement::IsDirty() const
 
 // Stores under the element's id, taking a new one the first time. A failed store is only a
 // cache miss: the element renders again next time. A change made while the output was being
-// rendered makes the stored picture stale: it goes again at once.
-static void StoreOutput(const LImageBuffer& buffer, int32_t& id, const QDImagePipelineElement& element,
-                        uint64_t counterBefore)
+// rendered makes the stored picture stale: it goes again at once. True when the id holds the
+// buffer's picture afterwards. holder: an id whose file already holds it, or -1.
+static bool StoreOutput(const LImageBuffer& buffer, int32_t& id, const QDImagePipelineElement& element,
+                        uint64_t counterBefore, int32_t holder = -1)
 {
+    bool stored;
     if (id < 0)
-        id = LQDCacheNewImage(buffer);
+        stored = (id = LQDCacheNewImageAs(buffer, holder)) >= 0;
     else
-        LQDCacheSaveImage(buffer, id);
-    if (element.GetChangeCounter() != counterBefore)
-        LQDCacheInvalidate(id);
+        stored = LQDCacheSaveImageAs(buffer, id, holder);
+    if (element.GetChangeCounter() == counterBefore)
+        return stored;
+    LQDCacheInvalidate(id);
+    return false;
 }
 
-LProcessResult QDImagePipelineElement::GetHighResImage(LProcessInterface& process, LImageBuffer& buffer)
+static void SetHolder(int32_t* holder, int32_t id)
+{
+    if (holder)
+        *holder = id;
+}
+
+LProcessResult QDImagePipelineElement::GetHighResImage(LProcessInterface& process, LImageBuffer& buffer,
+                                                       int32_t* holder)
 {
     if (buffer.GetWidth() > 0 && buffer.GetHeight() > 0)
     {
@@ -113,32 +124,40 @@ LProcessResult QDImagePipelineElement::GetHighResImage(LProcessInterface& proces
         return LProcessResultSuccess;
     if (LQDCacheValid(iHighResCacheId) && LQDCacheLoadImage(buffer, iHighResCacheId))
     {
+        SetHolder(holder, iHighResCacheId);
         process.SetProgress(1.0);
         return LProcessResultSuccess;
     }
+    SetHolder(holder, -1);
     const uint64_t counter = GetChangeCounter();
     LProcessResult result = RenderHighResImage(process, buffer);
     if (result != LProcessResultSuccess)
         return result;
     if (!buffer.IsValid())
         return LProcessResultFailed;
-    StoreOutput(buffer, iHighResCacheId, *this, counter);
+    if (StoreOutput(buffer, iHighResCacheId, *this, counter, GetHighResOutputHolder()))
+        SetHolder(holder, iHighResCacheId);
     return LProcessResultSuccess;
 }
 
-LProcessResult QDImagePipelineElement::GetLowResImage(LProcessInterface& process, LImageBuffer& buffer)
+LProcessResult QDImagePipelineElement::GetLowResImage(LProcessInterface& process, LImageBuffer& buffer,
+                                                      int32_t* holder)
 {
     if (bVisible)
     {
-        if (!(LQDCacheValid(iLowResCacheId) && LQDCacheLoadImage(buffer, iLowResCacheId)))
+        if (LQDCacheValid(iLowResCacheId) && LQDCacheLoadImage(buffer, iLowResCacheId))
+            SetHolder(holder, iLowResCacheId);
+        else
         {
+            SetHolder(holder, -1);
             const uint64_t counter = GetChangeCounter();
             LProcessResult result = RenderLowResImage(process, buffer);
             if (result != LProcessResultSuccess)
                 return result;
             if (!buffer.IsValid())
                 return LProcessResultFailed;
-            StoreOutput(buffer, iLowResCacheId, *this, counter);
+            if (StoreOutput(buffer, iLowResCacheId, *this, counter))
+                SetHolder(holder, iLowResCacheId);
         }
     }
     process.SetProgress(1.0);

@@ -64,12 +64,19 @@ public:
     virtual LProcessResult RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer);
     // The same algorithm on the smaller buffer, unless an element knows better.
     virtual LProcessResult RenderLowResImage(LProcessInterface& process, LImageBuffer& buffer);
+    // A cache id whose file already holds what RenderHighResImage gives, when the render only
+    // loads it: the output entry then shares that file instead of a second copy. -1 for none.
+    virtual int32_t GetHighResOutputHolder() const { return -1; }
 
     bool IsDirty() const;
     uint64_t GetChangeCounter() const { return iChangeCounter.load(std::memory_order_acquire); }
-    // Output from the cache, or rendered and stored.
-    LProcessResult GetHighResImage(LProcessInterface& process, LImageBuffer& buffer);
-    LProcessResult GetLowResImage(LProcessInterface& process, LImageBuffer& buffer);
+    // Output from the cache, or rendered and stored. holder, when given, follows the picture in
+    // the buffer: it becomes the cache id whose file holds exactly that picture (-1 when none
+    // does), and stays as it was when the element passes the buffer on untouched.
+    LProcessResult GetHighResImage(LProcessInterface& process, LImageBuffer& buffer,
+                                   int32_t* holder = nullptr);
+    LProcessResult GetLowResImage(LProcessInterface& process, LImageBuffer& buffer,
+                                  int32_t* holder = nullptr);
 
     LUndoRedoStackNotifyWrapper* lpUndoStack = nullptr;
     int32_t iHighResCacheId = -1;

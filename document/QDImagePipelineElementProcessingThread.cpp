@@ -131,15 +131,20 @@ LProcessResult QDImagePipelineElementProcessingThread::RenderLoopHighLevel(QDPro
 
         LImageBuffer buffer;
         bool stale = false;
-        result = RenderLoop(project, buffer, stale);
+        int32_t holder = -1;
+        result = RenderLoop(project, buffer, stale, holder);
         if (result == LProcessResultSuccess && !stale)
         {
             // Stored, then verified: a change that came after the last look at the counters
             // still leaves the new picture unreported.
-            project.SetRenderedHighResImage(buffer);
+            project.SetRenderedHighResImage(buffer, holder);
             stale = CountersMoved();
             if (!stale)
+            {
+                if (lpKeepHighRes && &project == lpCurrentProject)
+                    lpKeepHighRes->Assign(buffer);
                 break;
+            }
             LQDCacheInvalidate(project.iHighResCacheId);
             project.bRenderRequested = true;
         }
@@ -177,15 +182,17 @@ LProcessResult QDImagePipelineElementProcessingThread::RenderLoopHighLevel(QDPro
 LProcessResult QDImagePipelineElementProcessingThread::RenderLoop(QDProject& project, LImageBuffer& buffer)
 {
     bool stale = false;
+    int32_t holder = -1;
     if (!TakeCounters(project))
         return LProcessResultFailed;
-    return RenderLoop(project, buffer, stale);
+    return RenderLoop(project, buffer, stale, holder);
 }
 
 LProcessResult QDImagePipelineElementProcessingThread::RenderLoop(QDProject& project, LImageBuffer& buffer,
-                                                                  bool& stale)
+                                                                  bool& stale, int32_t& holder)
 {
     stale = false;
+    holder = -1;
     QDImagePipeline& pipeline = project.pipeline;
     const size_t N = pipeline.GetNumElements();
     const size_t V = pipeline.GetNumVisibleElements();
@@ -210,15 +217,16 @@ LProcessResult QDImagePipelineElementProcessingThread::RenderLoop(QDProject& pro
         if (i < V)
         {
             LProcessInterfaceSubProcess sub(*this, s * double(i) * 0.25, s * 0.25);
-            LProcessResult r = e->GetLowResImage(sub, buffer);
+            LProcessResult r = e->GetLowResImage(sub, buffer, &holder);
             ++i;
             if (r != LProcessResultSuccess)
                 return r;
         }
     }
     if (buffer.IsValid())
-        project.SetRenderedLowResImage(buffer);
+        project.SetRenderedLowResImage(buffer, holder);
     buffer.Destroy();
+    holder = -1;
     if (CountersMoved())
     {
         LQDCacheInvalidate(project.iLowResCacheId);
@@ -237,7 +245,7 @@ LProcessResult QDImagePipelineElementProcessingThread::RenderLoop(QDProject& pro
         if (j >= V)
             break;
         LProcessInterfaceSubProcess sub(*this, s * double(j) * 0.75, s * 0.75);
-        LProcessResult r = e->GetHighResImage(sub, buffer);
+        LProcessResult r = e->GetHighResImage(sub, buffer, &holder);
         ++j;
         if (r != LProcessResultSuccess)
             return r;

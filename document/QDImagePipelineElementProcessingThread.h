@@ -58,6 +58,10 @@ public:
     QDProject* lpCurrentProject = nullptr;
     std::atomic<double> dProgress{0};
     LStringLongTemplate<char> strError;
+    // When set, a successful render of the current project leaves its final picture here (what
+    // its high-res cache entry holds) instead of freeing it: a caller that wants the picture at
+    // once needn't read it back.
+    LImageBuffer* lpKeepHighRes = nullptr;
     // The change counters of the elements when the present render began.
     std::vector<std::pair<QDImagePipelineElement*, uint64_t>> vCounters;
 
@@ -71,8 +75,8 @@ private:
     bool TakeCounters(QDProject& project);
     bool CountersMoved() const;
     // stale: a property changed during the render, so the pictures are older than the properties
-    // and nothing was reported.
-    LProcessResult RenderLoop(QDProject& project, LImageBuffer& buffer, bool& stale);
+    // and nothing was reported. holder: the cache id whose file holds the final picture, or -1.
+    LProcessResult RenderLoop(QDProject& project, LImageBuffer& buffer, bool& stale, int32_t& holder);
 };
 
 // Waits in a process dialog for the render thread to finish.

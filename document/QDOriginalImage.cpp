@@ -45,7 +45,7 @@ QDOriginalImage* QDOriginalImage::Create(const LImageBuffer& buffer, float lowRe
     int failure = 0;
     image->iSourceCacheId = LQDCacheNewImage(buffer, &failure);
     if (image->iSourceCacheId >= 0)
-        image->iHighResCacheId = LQDCacheNewImage(buffer, &failure);
+        image->iHighResCacheId = LQDCacheNewImageAs(buffer, image->iSourceCacheId, &failure);
     if (image->iHighResCacheId >= 0)
     {
         // The reduction works on four channels, as everything loaded from the cache has.
@@ -105,6 +105,11 @@ LProcessResult QDOriginalImage::RenderHighResImage(LProcessInterface& process, L
         return LProcessResultFailed;
     process.SetProgress(1.0);
     return LProcessResultSuccess;
+}
+
+int32_t QDOriginalImage::GetHighResOutputHolder() const
+{
+    return lpBackground && lpBackground->alpha != 0.0f ? -1 : iSourceCacheId;
 }
 
 LProcessResult QDOriginalImage::RenderLowResImage(LProcessInterface& process, LImageBuffer& buffer)
@@ -167,7 +172,9 @@ bool QDOriginalImage::DeleteMaskedArea(const LImageBuffer& mask, QDImagePipeline
 QDOriginalImageSelectionDeletion::QDOriginalImageSelectionDeletion(QDOriginalImage* element,
                                                                    const LImageBuffer& before,
                                                                    const LImageBuffer& after)
-    : lpElement(element), iBeforeCacheId(LQDCacheNewImage(before)), iAfterCacheId(LQDCacheNewImage(after))
+    // The source was just written from after: the entry shares its file.
+    : lpElement(element), iBeforeCacheId(LQDCacheNewImage(before)),
+      iAfterCacheId(LQDCacheNewImageAs(after, element->iSourceCacheId))
 {
 }
 
@@ -181,7 +188,7 @@ void QDOriginalImageSelectionDeletion::Restore(int32_t id)
 {
     LImageBuffer image;
     if (LQDCacheLoadImage(image, id))
-        LQDCacheSaveImage(image, lpElement->iSourceCacheId);
+        LQDCacheSaveImageAs(image, lpElement->iSourceCacheId, id);
     lpElement->SourceChanged();
     lpElement->SetDirty();
 }

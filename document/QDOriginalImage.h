@@ -36,6 +36,8 @@ public:
                                      const LSDFMemoryChunk& chunk) override;
     LProcessResult RenderHighResImage(LProcessInterface& process, LImageBuffer& buffer) override;
     LProcessResult RenderLowResImage(LProcessInterface& process, LImageBuffer& buffer) override;
+    // The source, unless a background is composed under it.
+    int32_t GetHighResOutputHolder() const override;
     bool DeleteMaskedArea(const LImageBuffer& mask, QDImagePipeline& pipeline,
                           LUndoRedoGroup* group) override;
 

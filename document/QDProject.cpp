@@ -151,20 +151,27 @@ bool QDProject::SaveProjectFile()
     return lpfnSaveProjectFile ? lpfnSaveProjectFile(*this) : false;
 }
 
-void QDProject::SetRenderedLowResImage(const LImageBuffer& buffer)
+// holder: a cache id whose file already holds the picture (the last element's output), which
+// the project's entry then shares instead of a second full-size copy.
+void QDProject::SetRenderedLowResImage(const LImageBuffer& buffer, int32_t holder)
 {
     if (iLowResCacheId < 0)
-        iLowResCacheId = LQDCacheNewImage(buffer);
+        iLowResCacheId = LQDCacheNewImageAs(buffer, holder);
     else
-        LQDCacheSaveImage(buffer, iLowResCacheId);
+        LQDCacheSaveImageAs(buffer, iLowResCacheId, holder);
 }
 
-void QDProject::SetRenderedHighResImage(const LImageBuffer& buffer)
+void QDProject::SetRenderedHighResImage(const LImageBuffer& buffer, int32_t holder)
 {
+    // On a disk the project keeps a copy of its own: sharing would keep the element's old output
+    // alive past the element's next render, long enough to be written out, and then freeing
+    // it costs the render thread more than the copy saved.
+    if (holder >= 0 && !LQDCacheStore::IsInMemory())
+        holder = -1;
     if (iHighResCacheId < 0)
-        iHighResCacheId = LQDCacheNewImage(buffer);
+        iHighResCacheId = LQDCacheNewImageAs(buffer, holder);
     else
-        LQDCacheSaveImage(buffer, iHighResCacheId);
+        LQDCacheSaveImageAs(buffer, iHighResCacheId, holder);
     LQDCacheInvalidate(iLowResCacheId);
     bRenderRequested = false;
 }

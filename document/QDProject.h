@@ -76,8 +76,8 @@ public:
     ERROR_CODE_SAVE Save(const char* path, const LImageEncodeSettings& settings);
     bool SaveProjectFile();
 
-    void SetRenderedLowResImage(const LImageBuffer& buffer);
-    void SetRenderedHighResImage(const LImageBuffer& buffer);
+    void SetRenderedLowResImage(const LImageBuffer& buffer, int32_t holder = -1);
+    void SetRenderedHighResImage(const LImageBuffer& buffer, int32_t holder = -1);
 
     QDProject* lpNext = nullptr;
     // Names the project in messages between threads: unique in the process, from 1, never reused,

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -163,6 +164,72 @@ TEST(CacheStore, MarkedIdsReadInvalidUntilLoadedAndTheThreadRemovesTheRest)
     EXPECT_EQ(access(other.c_str(), F_OK), 0);
     unlink(other.c_str());
     deleteThread.StartThread(LThreadPriorityNormal);
+}
+
+namespace
+{
+struct stat StatOf(int id)
+{
+    struct stat st = {};
+    EXPECT_EQ(stat(PathOf(id).c_str(), &st), 0) << id;
+    return st;
+}
+
+int LoadDifferences(int id, const LImageBuffer& want)
+{
+    LImageBuffer got;
+    return LQDCacheLoadImage(got, id) ? Differences(got, want) : -2;
+}
+} // namespace
+
+TEST(CacheStore, SharedFilesBehaveAsSeparateCopies)
+{
+    if (!deleteThread.IsRunning())
+        deleteThread.StartThread(LThreadPriorityNormal);
+    LImageBuffer first, second;
+    MakePattern(first, 6, 4);
+    MakePattern(second, 6, 4);
+    PixelAt(second, 2, 1) ^= 0xff;
+
+    const int a = LQDCacheNewImage(first);
+    const int b = LQDCacheNewImageAs(first, a);
+    ASSERT_GE(b, 0);
+    ASSERT_NE(a, b);
+    EXPECT_EQ(StatOf(a).st_ino, StatOf(b).st_ino); // no copy was written
+    EXPECT_EQ(StatOf(a).st_nlink, 2u);
+
+    // A write to one leaves the other its pixels, also for a reader holding the file open.
+    const int reader = open(PathOf(a).c_str(), O_RDONLY);
+    ASSERT_GE(reader, 0);
+    ASSERT_TRUE(LQDCacheSaveImage(second, b));
+    EXPECT_EQ(LoadDifferences(a, first), 0);
+    EXPECT_EQ(LoadDifferences(b, second), 0);
+    EXPECT_EQ(StatOf(a).st_nlink, 1u);
+    uint32_t pixel = 0;
+    EXPECT_EQ(pread(reader, &pixel, 4, off_t(56 + 1 * 24 + 2 * 4)), 4);
+    EXPECT_EQ(pixel, PixelAt(first, 2, 1));
+    close(reader);
+
+    // Shared again over an existing id; then the lazy delete of one leaves the other.
+    ASSERT_TRUE(LQDCacheSaveImageAs(first, b, a));
+    EXPECT_EQ(StatOf(a).st_ino, StatOf(b).st_ino);
+    LQDCacheInvalidate(a);
+    ASSERT_TRUE(WaitFor([&] { return !FileExists(a); }));
+    EXPECT_TRUE(LQDCacheValid(b));
+    EXPECT_EQ(LoadDifferences(b, first), 0);
+
+    // No file to share (a is gone), or one of another size: the picture is written instead.
+    const int c = LQDCacheNewImageAs(first, a);
+    ASSERT_GE(c, 0);
+    EXPECT_EQ(StatOf(c).st_nlink, 1u);
+    EXPECT_EQ(LoadDifferences(c, first), 0);
+    LImageBuffer small;
+    MakePattern(small, 2, 2);
+    ASSERT_TRUE(LQDCacheSaveImageAs(small, c, b));
+    EXPECT_NE(StatOf(c).st_ino, StatOf(b).st_ino);
+    EXPECT_EQ(LoadDifferences(c, small), 0);
+    EXPECT_EQ(LoadDifferences(b, first), 0);
+    EXPECT_EQ(LQDCacheNewImageAs(LImageBuffer(), b), -1);
 }
 
 namespace

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstring>
 #include <mutex>
+#include <sys/stat.h>
 #include <thread>
 #include <vector>
 
@@ -231,6 +232,54 @@ TEST_F(RenderTest, CancelFailureAndHiddenFirstElement)
     EXPECT_EQ(receiver.Codes(), (std::vector<int>{5000, 5002, 5003}));
     EXPECT_EQ(a->iRenders + b->iRenders + c->iRenders, before);
     EXPECT_EQ(project->iHighResCacheId, -1);
+}
+
+TEST_F(RenderTest, TheProjectPictureSharesTheFileOfTheOutputItShows)
+{
+    auto inode = [](int32_t id)
+    {
+        char path[LFILE_MAX_PATH];
+        struct stat st = {};
+        return LQDCacheStore::MakeCacheFilePath(path, id) && stat(path, &st) == 0 ? st.st_ino : ino_t(0);
+    };
+    auto* a = project->CreatePipelineElement<TestElement>(false, TestOp::AddRed, 40);
+    auto* b = project->CreatePipelineElement<TestElement>(false, TestOp::Invert);
+    const Step sa{TestOp::AddRed, 40}, sb{TestOp::Invert, 0};
+    Render();
+    CheckHighRes({sa, sb});
+    // Shared only where the cache lives in memory; on a disk the project keeps its own copy.
+    const bool shared = LQDCacheStore::IsInMemory();
+    EXPECT_NE(inode(b->iHighResCacheId), ino_t(0));
+    EXPECT_EQ(inode(project->iHighResCacheId) == inode(b->iHighResCacheId), shared);
+    auto* original = static_cast<QDOriginalImage*>(project->GetOriginalImage());
+    EXPECT_EQ(inode(original->iHighResCacheId), inode(original->iSourceCacheId));
+
+    // A hidden last element passes the picture on: the project shows a's output, not b's.
+    b->bVisible = false;
+    Render();
+    CheckHighRes({sa});
+    EXPECT_EQ(inode(project->iHighResCacheId) == inode(a->iHighResCacheId), shared);
+    Check(b->iHighResCacheId, kW, kH, {sa, sb});
+
+    // The element's file going (a change, then the lazy delete) leaves the project its picture,
+    // and the next render shares the new one.
+    a->iAmount = 100;
+    a->SetDirty();
+    const int32_t old = a->iHighResCacheId;
+    ASSERT_TRUE(PollUntil([&] { return inode(old) == 0; }));
+    CheckHighRes({sa});
+    Render();
+    CheckHighRes({{TestOp::AddRed, 100}});
+    EXPECT_EQ(inode(project->iHighResCacheId) == inode(a->iHighResCacheId), shared);
+
+    // The original rendered again shares its source, unless a background is composed under it.
+    original->SetDirty();
+    Render();
+    EXPECT_EQ(inode(original->iHighResCacheId), inode(original->iSourceCacheId));
+    project->SetBackground(LGuiColorAlpha(0, 0, 65535, 1.0f));
+    Render();
+    EXPECT_NE(inode(original->iHighResCacheId), inode(original->iSourceCacheId));
+    CheckHighRes({{TestOp::AddRed, 100}});
 }
 
 TEST_F(RenderTest, BackgroundProjectsFollowTheCurrentOneAndProgressIsThrottled)
