@@ -4,6 +4,53 @@
 
 #include "codecs/LImage.h"
 #include "document/QDImagePipelineElement.h"
+#include "effects/QDImagePipelineElementWithWrappedProperties.h"
+
+namespace
+{
+// How far the tone sliders go for their pictures: enough to see, not so far as to caricature.
+struct QDShowcaseValue
+{
+    const char* szName;
+    double dValue;
+};
+constexpr QDShowcaseValue kShowcase[] = {
+    {"brightness", 0.45}, {"contrast", 0.6},   {"exposure", 0.35},
+    {"rotation", 0.33},   {"saturation", 0.8}, {"temperature", 0.3},
+};
+
+// An effect at rest changes nothing (a slider in the middle, an identity curve): its picture
+// shows it moved, with its text properties at their examples, or one slider set as above.
+bool Showcase(QDImagePipelineElement& element)
+{
+    auto* wrapped = dynamic_cast<QDWrappedPropertiesElement*>(&element);
+    if (!wrapped)
+        return false;
+    bool changed = false;
+    for (const QDTextProperty& text : wrapped->GetTextProperties())
+        changed = wrapped->SetTextProperty(text.szName, text.szExample, false) || changed;
+    if (changed)
+        return true;
+    const QDPropertyTable table = wrapped->GetPropertyTable();
+    for (const QDShowcaseValue& showcase : kShowcase)
+        if (const long row = table.FindByName(showcase.szName); row >= 0)
+        {
+            wrapped->SetPropertyValue(size_t(row), showcase.dValue, false);
+            return true;
+        }
+    return false;
+}
+
+bool SamePixels(const LImageBuffer& a, const LImageBuffer& b)
+{
+    if (a.GetWidth() != b.GetWidth() || a.GetHeight() != b.GetHeight())
+        return false;
+    for (int y = 0; y < a.GetHeight(); ++y)
+        if (memcmp(a.GetRow(y), b.GetRow(y), size_t(a.GetWidth()) * 4) != 0)
+            return false;
+    return true;
+}
+} // namespace
 
 bool QDEffectIcons::LoadSample(const char* path)
 {
@@ -31,25 +78,26 @@ bool QDEffectIcons::RenderIcon(QDEffectFactory& factory, const LImageBuffer& sou
         return false;
     element->SetDimensions(LBoundingBox2T<double>(0, 0, source.GetWidth(), source.GetHeight()));
     LImageBuffer buffer;
-    if (!LImage::New(buffer, source.GetWidth(), source.GetHeight()))
-        return false;
-    LImageBufferCopy(buffer, source);
     LProcessInterfaceVoid process;
-    if (element->RenderHighResImage(process, buffer) != LProcessResultSuccess || !buffer.IsValid() ||
-        buffer.GetPixelFormat() != B8G8R8A8)
-        return false;
-    // Unchanged: the element does its work by hand on the canvas, and the sample says nothing
-    // about it.
-    if (buffer.GetWidth() == source.GetWidth() && buffer.GetHeight() == source.GetHeight())
+    for (int attempt = 0; attempt < 2; ++attempt)
     {
-        bool same = true;
-        for (int y = 0; y < buffer.GetHeight() && same; ++y)
-            same = memcmp(buffer.GetRow(y), source.GetRow(y), size_t(buffer.GetWidth()) * 4) == 0;
-        if (same)
+        if (attempt == 1 && !Showcase(*element))
             return false;
+        if (!LImage::New(buffer, source.GetWidth(), source.GetHeight()))
+            return false;
+        LImageBufferCopy(buffer, source);
+        if (element->RenderHighResImage(process, buffer) != LProcessResultSuccess || !buffer.IsValid() ||
+            buffer.GetPixelFormat() != B8G8R8A8)
+            return false;
+        // Unchanged even when moved: the element does its work by hand on the canvas, and the
+        // sample says nothing about it.
+        if (!SamePixels(buffer, source))
+        {
+            icon.Assign(buffer);
+            return true;
+        }
     }
-    icon.Assign(buffer);
-    return true;
+    return false;
 }
 
 void QDEffectIcons::Render(const LList<QDEffectFactory>& factories)

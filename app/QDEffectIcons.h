@@ -1,8 +1,9 @@
 #pragma once
 // The toolbar's pictures of the effects, drawn by the effects themselves: each runs once with its
-// default properties on a small sample photo, and its result is the icon. An effect that leaves
-// the sample as it was (a tool that works by brush or by hand) gets none, and the window takes
-// the theme's icon instead.
+// default properties on a small sample photo, and its result is the icon. One that is at rest by
+// default (a tone slider in the middle) runs again moved. An effect that still leaves the sample
+// as it was (a tool that works by brush or by hand) gets none, and the window takes the theme's
+// icon instead.
 
 #include <map>
 #include <memory>
@@ -23,7 +24,8 @@ public:
     // Null for an effect that has no picture of its own.
     const LImageBuffer* Get(int commandId) const;
 
-    // The effect's default output on sample; false when it fails or changes nothing.
+    // The effect's output on sample, at its defaults or else moved; false when it fails or
+    // changes nothing.
     static bool RenderIcon(QDEffectFactory& factory, const LImageBuffer& sample, LImageBuffer& icon);
 
 private:
