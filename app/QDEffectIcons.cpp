@@ -5,6 +5,7 @@
 #include "codecs/LImage.h"
 #include "document/QDImagePipelineElement.h"
 #include "effects/QDImagePipelineElementWithWrappedProperties.h"
+#include "image/LConvertPixelFormat.h"
 
 namespace
 {
@@ -15,8 +16,8 @@ struct QDShowcaseValue
     double dValue;
 };
 constexpr QDShowcaseValue kShowcase[] = {
-    {"brightness", 0.45}, {"contrast", 0.6},   {"exposure", 0.35},
-    {"rotation", 0.33},   {"saturation", 0.8}, {"temperature", 0.3},
+    {"brightness", 0.45}, {"contrast", 0.6},    {"exposure", 0.35}, {"rotation", 0.33},
+    {"saturation", 0.8},  {"temperature", 0.3}, {"strength", 0.8},
 };
 
 // An effect at rest changes nothing (a slider in the middle, an identity curve): its picture
@@ -86,9 +87,17 @@ bool QDEffectIcons::RenderIcon(QDEffectFactory& factory, const LImageBuffer& sou
         if (!LImage::New(buffer, source.GetWidth(), source.GetHeight()))
             return false;
         LImageBufferCopy(buffer, source);
-        if (element->RenderHighResImage(process, buffer) != LProcessResultSuccess || !buffer.IsValid() ||
-            buffer.GetPixelFormat() != B8G8R8A8)
+        if (element->RenderHighResImage(process, buffer) != LProcessResultSuccess || !buffer.IsValid())
             return false;
+        // Effects that drop the alpha channel (a cartoon) still get a picture the toolbar can show.
+        if (buffer.GetPixelFormat() != B8G8R8A8)
+        {
+            LImageBuffer converted;
+            if (!LImage::New(converted, buffer.GetWidth(), buffer.GetHeight()))
+                return false;
+            LConvertPixelFormat(converted, buffer);
+            buffer.Assign(converted);
+        }
         // Unchanged even when moved: the element does its work by hand on the canvas, and the
         // sample says nothing about it.
         if (!SamePixels(buffer, source))
