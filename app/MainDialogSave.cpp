@@ -80,7 +80,9 @@ int SaveRenderedImageAs(QDProject& project, const std::string& path)
         source = &white;
     }
     LImageEncodeSettings defaults;
-    return LImage::Save(*source, path.c_str(), defaults, 3000) ? 0 : 2;
+    LProcessInterfaceVoid process;
+    // The photo's information goes along, as with every save but the one for the web.
+    return LImage::Save(process, *source, &project.metadata, path.c_str(), defaults, 3000) ? 0 : 2;
 }
 } // namespace
 

@@ -608,6 +608,44 @@ TEST_F(FileTest, SaveAsAProjectFileKeepsEveryElementAndNamesTheProject)
     EXPECT_EQ(loaded.GetLayerCount(), 3u);
 }
 
+// The camera model exiv2 reads from a file, empty for none.
+static std::string CameraModel(const std::string& path)
+{
+    std::string model;
+    if (FILE* tool = popen(("exiv2 -q -K Exif.Image.Model -Pv '" + path + "' 2>/dev/null").c_str(), "r"))
+    {
+        char line[128] = {};
+        if (fgets(line, sizeof(line), tool))
+            model = line;
+        pclose(tool);
+    }
+    while (!model.empty() && (model.back() == '\n' || model.back() == ' '))
+        model.pop_back();
+    return model;
+}
+
+TEST_F(FileTest, SaveAsKeepsThePhotoInformationAndTheWebCopyLeavesItOut)
+{
+    const std::string path = MakePicture("camera.jpg", "-size 64x48 gradient:red-blue");
+    ASSERT_EQ(system(("exiv2 -M'set Exif.Image.Model TestCam' '" + path + "'").c_str()), 0);
+    ASSERT_EQ(CameraModel(path), "TestCam");
+    QDProject* p = Open(path);
+    ASSERT_TRUE(p);
+    Dialog().Command(6022, 0);
+    ASSERT_TRUE(WaitForRender(p));
+
+    const std::string kept = FilesFolder() + "/camera-kept.jpg";
+    Responder().dqSave = {{kept, 4}};
+    Dialog().Command(CM_SAVE_AS, 0);
+    EXPECT_EQ(CameraModel(kept), "TestCam");
+
+    const std::string web = FilesFolder() + "/camera-web.jpg";
+    Responder().dqSaveImage = {{".JPEG", 80, web}};
+    Dialog().Command(CM_SAVE_FOR_WEB, 0);
+    ASSERT_TRUE(std::filesystem::exists(web));
+    EXPECT_EQ(CameraModel(web), "");
+}
+
 class ClipboardTest : public MainDialogTest
 {
 };
