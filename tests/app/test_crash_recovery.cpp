@@ -42,7 +42,7 @@ TEST(CrashRecovery, AKilledProgramsThreeEditsComeBackAtTheNextStart)
     QDProjectReserveRecoveryNumbers(100000);
     for (const std::string& f : RecoveryFiles())
         std::filesystem::remove(f);
-    const std::string photo = MakePicture("crash.png", "-size 200x150 plasma:fractal -seed 21");
+    const std::string photo = MakePicture("crash.png", "-seed 21 -size 200x150 plasma:fractal");
     const std::vector<std::string> edits{"blur", "sharpen", "noise"};
     const std::vector<std::string> expected{"original_image", "blur", "sharpen", "noise"};
 

@@ -113,7 +113,7 @@ TEST_F(ProjectListTest, ClosingTheCurrentProjectChoosesTheOneBeforeItOrTheLast)
 
 TEST_F(ProjectListTest, ClosingTheLastProjectDuringItsRenderStopsItAndFillsTheBar)
 {
-    const std::string big = MakePicture("render-big.png", "-size 3000x2000 plasma:fractal -seed 3");
+    const std::string big = MakePicture("render-big.png", "-seed 3 -size 3000x2000 plasma:fractal");
     QDProject* p = Open(big);
     ASSERT_TRUE(p);
     ASSERT_TRUE(WaitForRender(p));
@@ -701,7 +701,7 @@ protected:
 
 TEST_F(ElementListTest, MovingHidingAndDeletingAreStepsTheHistoryTakesBack)
 {
-    QDProject* p = Open(MakePicture("order.png", "-size 48x32 plasma:fractal -seed 5"));
+    QDProject* p = Open(MakePicture("order.png", "-seed 5 -size 48x32 plasma:fractal"));
     ASSERT_TRUE(p);
     Dialog().Command(6022, 0);
     Dialog().Command(6023, 0);

@@ -77,7 +77,7 @@ TEST_F(SessionTest, EditSaveCloseAndReopenWithRealEvents)
 {
     Window()->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(Window()));
-    const std::string first = MakePicture("session-a.png", "-size 160x120 plasma:fractal -seed 11");
+    const std::string first = MakePicture("session-a.png", "-seed 11 -size 160x120 plasma:fractal");
     const std::string second = MakePicture("session-b.jpg", "-size 90x60 gradient:yellow-green");
     const std::string project = FilesFolder() + "/session.qdj";
 

@@ -69,7 +69,7 @@ TEST(QuendrelCliImages, EveryReadWritePairConverts)
 {
     Dir d;
     ASSERT_EQ(
-        system(("convert -size 40x30 plasma:fractal -seed 5 -depth 8 -quality 92 " + d("photo.jpg")).c_str()),
+        system(("convert -seed 5 -size 40x30 plasma:fractal -depth 8 -quality 92 " + d("photo.jpg")).c_str()),
         0);
     const char* exts[] = {"jpg", "png", "bmp", "tif", "jp2", "webp", "gif"};
     for (const char* from : exts)

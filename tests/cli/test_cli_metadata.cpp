@@ -17,7 +17,7 @@ TEST(QuendrelCliMetadata, CaptureDateSurvivesProjectAndFormats)
     ASSERT_NE(mkdtemp(templ), nullptr);
     const std::string dir = templ;
     auto P = [&](const char* name) { return "'" + dir + "/" + name + "'"; };
-    ASSERT_EQ(system(("convert -size 30x20 plasma:fractal -seed 3 -quality 92 " + P("photo.jpg") +
+    ASSERT_EQ(system(("convert -seed 3 -size 30x20 plasma:fractal -quality 92 " + P("photo.jpg") +
                       " && exiv2 -M'set Exif.Image.Model Test Cam' -M'set Exif.Image.Orientation 8' "
                       "-M'set Exif.Photo.DateTimeOriginal 2021:06:15 10:20:30' " +
                       P("photo.jpg"))

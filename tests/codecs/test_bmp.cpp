@@ -302,7 +302,7 @@ TEST(BMP, DIBOnMemoryStreams)
 TEST(BMP, DamagedFilesFailCleanly)
 {
     TempFolder dir;
-    ASSERT_TRUE(Shell("convert -size 23x9 plasma:fractal -seed 4 '" + dir / "s.png" + "'"));
+    ASSERT_TRUE(Shell("convert -seed 4 -size 23x9 plasma:fractal '" + dir / "s.png" + "'"));
     for (const char* make :
          {"-type palette -compress RLE BMP3:", "-colors 16 -type palette -compress none BMP3:",
           "-monochrome BMP3:", "-type truecolor BMP3:", "-type truecolor BMP:",

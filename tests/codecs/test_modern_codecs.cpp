@@ -74,7 +74,7 @@ protected:
     {
         ASSERT_FALSE(dir.szPath.empty());
         photo = dir / "photo.png";
-        ASSERT_TRUE(Shell("convert -size 61x43 plasma:fractal -seed 7 -blur 0x1 -depth 8 '" + photo + "'"));
+        ASSERT_TRUE(Shell("convert -seed 7 -size 61x43 plasma:fractal -blur 0x1 -depth 8 '" + photo + "'"));
         source = PillowDecode(photo);
         ASSERT_TRUE(source.IsValid());
     }
