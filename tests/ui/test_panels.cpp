@@ -32,47 +32,21 @@
 
 namespace
 {
-// Projects touch the data folder when they close; never the user's.
-const std::string gPanelRoot = []
-{
-    char templ[] = "/tmp/quendrel-panels-XXXXXX";
-    std::string root = mkdtemp(templ) ? templ : "";
-    setenv("XDG_DATA_HOME", root.c_str(), 1);
-    setenv("XDG_CACHE_HOME", root.c_str(), 1);
-    return root;
-}();
-struct PanelRootCleanup : ::testing::Environment
-{
-    void TearDown() override
-    {
-        std::error_code ec;
-        std::filesystem::remove_all(gPanelRoot, ec);
-    }
-};
-::testing::Environment* const gPanelCleanup = ::testing::AddGlobalTestEnvironment(new PanelRootCleanup);
-
-void Mouse(QWidget* w, QEvent::Type type, QPoint at, Qt::MouseButtons buttons)
-{
-    QMouseEvent e(type, QPointF(at), QPointF(w->mapToGlobal(at)),
-                  type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, buttons, Qt::NoModifier);
-    QCoreApplication::sendEvent(w, &e);
-}
-
 // Presses the handle, moves through the offsets and lets go at the last.
 void Drag(QDTrackBar* bar, std::initializer_list<int> offsets, const std::function<void()>& during = {})
 {
     const QPoint start = bar->GetHandleRect().center();
-    Mouse(bar, QEvent::MouseButtonPress, start, Qt::LeftButton);
+    SendMouse(bar, QEvent::MouseButtonPress, start, Qt::LeftButton);
     ASSERT_TRUE(bar->isSliderDown()) << "the press must hit the handle";
     QPoint at = start;
     for (int dx : offsets)
     {
         at = start + QPoint(dx, 0);
-        Mouse(bar, QEvent::MouseMove, at, Qt::LeftButton);
+        SendMouse(bar, QEvent::MouseMove, at, Qt::LeftButton);
         if (during)
             during();
     }
-    Mouse(bar, QEvent::MouseButtonRelease, at, Qt::NoButton);
+    SendMouse(bar, QEvent::MouseButtonRelease, at, Qt::NoButton);
 }
 
 void Key(QWidget* w, int key)
@@ -182,8 +156,8 @@ TEST_F(PanelTest, ADragBackToItsStartLeavesNoUndoItem)
     QAbstractButton* zoom = panel->GetTypeButtons()->button(QDEffectBlur::Zoom);
     // On the indicator: the button's click area ends with its text.
     const QPoint mid(6, zoom->height() / 2);
-    Mouse(zoom, QEvent::MouseButtonPress, mid, Qt::LeftButton);
-    Mouse(zoom, QEvent::MouseButtonRelease, mid, Qt::NoButton);
+    SendMouse(zoom, QEvent::MouseButtonPress, mid, Qt::LeftButton);
+    SendMouse(zoom, QEvent::MouseButtonRelease, mid, Qt::NoButton);
     EXPECT_EQ(blur->GetProperties().iBlurType, QDEffectBlur::Zoom);
     EXPECT_EQ(Items(), 2u);
 }

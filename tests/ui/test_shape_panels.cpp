@@ -41,24 +41,6 @@
 
 namespace
 {
-const std::string gShapeRoot = []
-{
-    char templ[] = "/tmp/quendrel-shape-panels-XXXXXX";
-    std::string root = mkdtemp(templ) ? templ : "";
-    setenv("XDG_DATA_HOME", root.c_str(), 1);
-    setenv("XDG_CACHE_HOME", root.c_str(), 1);
-    return root;
-}();
-struct ShapeRootCleanup : ::testing::Environment
-{
-    void TearDown() override
-    {
-        std::error_code ec;
-        std::filesystem::remove_all(gShapeRoot, ec);
-    }
-};
-::testing::Environment* const gShapeCleanup = ::testing::AddGlobalTestEnvironment(new ShapeRootCleanup);
-
 void Click(QWidget* w, QPoint at = QPoint(-1, -1))
 {
     if (at.x() < 0)

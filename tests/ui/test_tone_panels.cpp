@@ -40,40 +40,15 @@
 
 namespace
 {
-const std::string gToneRoot = []
-{
-    char templ[] = "/tmp/quendrel-tone-panels-XXXXXX";
-    std::string root = mkdtemp(templ) ? templ : "";
-    setenv("XDG_DATA_HOME", root.c_str(), 1);
-    setenv("XDG_CACHE_HOME", root.c_str(), 1);
-    return root;
-}();
-struct ToneRootCleanup : ::testing::Environment
-{
-    void TearDown() override
-    {
-        std::error_code ec;
-        std::filesystem::remove_all(gToneRoot, ec);
-    }
-};
-::testing::Environment* const gToneCleanup = ::testing::AddGlobalTestEnvironment(new ToneRootCleanup);
-
-void Send(QWidget* w, QEvent::Type type, QPointF at, Qt::MouseButtons buttons)
-{
-    QMouseEvent e(type, at, w->mapToGlobal(at), type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton,
-                  buttons, Qt::NoModifier);
-    QCoreApplication::sendEvent(w, &e);
-}
-
 // Press at the first point, move through the others, let go at the last.
 void Drag(QWidget* w, std::initializer_list<QPointF> path)
 {
     auto it = path.begin();
-    Send(w, QEvent::MouseButtonPress, *it, Qt::LeftButton);
+    SendMouse(w, QEvent::MouseButtonPress, *it, Qt::LeftButton);
     QPointF at = *it;
     for (++it; it != path.end(); ++it)
-        Send(w, QEvent::MouseMove, at = *it, Qt::LeftButton);
-    Send(w, QEvent::MouseButtonRelease, at, Qt::NoButton);
+        SendMouse(w, QEvent::MouseMove, at = *it, Qt::LeftButton);
+    SendMouse(w, QEvent::MouseButtonRelease, at, Qt::NoButton);
 }
 
 class TonePanelTest : public ::testing::Test
@@ -158,10 +133,10 @@ TEST_F(TonePanelTest, CurvePointsAreAddedDraggedAndRemoved)
     Drag(c, {c->ValueToPoint(128, 128), c->ValueToPoint(128, 170)});
     EXPECT_EQ(curves->GetProperties().arCurves[1].listPoints.GetCount(), 3u);
     const QPointF red = c->ValueToPoint(128, 170);
-    Send(c, QEvent::MouseButtonPress, red, Qt::LeftButton);
-    Send(c, QEvent::MouseButtonRelease, red, Qt::NoButton);
-    Send(c, QEvent::MouseButtonDblClick, red, Qt::LeftButton);
-    Send(c, QEvent::MouseButtonRelease, red, Qt::NoButton);
+    SendMouse(c, QEvent::MouseButtonPress, red, Qt::LeftButton);
+    SendMouse(c, QEvent::MouseButtonRelease, red, Qt::NoButton);
+    SendMouse(c, QEvent::MouseButtonDblClick, red, Qt::LeftButton);
+    SendMouse(c, QEvent::MouseButtonRelease, red, Qt::NoButton);
     EXPECT_EQ(curves->GetProperties().arCurves[1].listPoints.GetCount(), 2u);
     EXPECT_EQ(Items(), 5u);
 
