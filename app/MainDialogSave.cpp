@@ -362,10 +362,7 @@ void MainDialog::CmSaveImage()
     DeselectAllElementUis(project);
     if (!WaitForRender())
         return;
-    const bool saved = rResponder.SaveImage(*project);
-    SetWindowCaption();
-    EvSave();
-    if (saved)
+    if (rResponder.SaveImage(*project))
     {
         project->SetCloudPath("");
         project->iCloudSource = 0;
@@ -375,8 +372,10 @@ void MainDialog::CmSaveImage()
         project->SaveProjectFile();
         recentFiles.Add(project->szFilePath);
         lpHost->SetRecentFiles(recentFiles.GetFiles());
-        SetWindowCaption();
     }
+    // After the marks, so the caption shows the state saved.
+    SetWindowCaption();
+    EvSave();
     EnableControls();
 }
 
